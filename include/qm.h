@@ -1,0 +1,20 @@
+/**
+ * @file
+ * Everything that libqm offers, in C11 and C++17.
+ */
+#ifndef QM_H
+#define QM_H
+
+#include <qm/api.h>
+#include <qm/base_rate.h>
+#include <qm/error.h>
+#include <qm/lifecycle.h>
+#include <qm/log.h>
+#include <qm/paths.h>
+#include <qm/pci.h>
+#include <qm/pci_access.h>
+#include <qm/pci_topology.h>
+#include <qm/registry.h>
+#include <qm/target.h>
+
+#endif

@@ -1,0 +1,66 @@
+/**
+ * @file
+ * Hooks into a model's life: early initialisation and start callbacks.
+ */
+#ifndef QM_LIFECYCLE_H
+#define QM_LIFECYCLE_H
+
+#include <qm/api.h>
+
+QM_BEGIN_C
+
+/**
+ * Registers the function that runs before the model's own initialisation, on the platform's start-up thread.
+ *
+ * @param early_init_func The function, replacing an earlier one; null unregisters.
+ * @return Nothing.
+ *
+ * Errors: none; a function registered after the platform has initialised its services is not run.
+ * Real-time safe: yes. Thread-safe: no (model start-up only).
+ */
+QM_API void qm_register_early_init_function(void (*early_init_func)(void));
+
+/**
+ * Tells whether this is the early phase.
+ *
+ * @return 1 from load until a registered early-initialisation function has returned, then 0. Stays 1 when no
+ * function was registered or when it threw.
+ *
+ * Errors: none. Real-time safe: yes. Thread-safe: no (model start-up only).
+ */
+QM_API int qm_is_early_init(void);
+
+/**
+ * Parks a pointer for the early-initialisation function to pick up.
+ *
+ * @param blkInfo2 The pointer; it stays the caller's.
+ * @return Nothing.
+ *
+ * Errors: none. Real-time safe: yes. Thread-safe: no (model start-up only).
+ */
+QM_API void qm_early_init_set_blkInfo2(void* blkInfo2);
+
+/**
+ * Gives the parked pointer.
+ *
+ * @return The pointer stored last, null if none was.
+ *
+ * Errors: none. Real-time safe: yes. Thread-safe: no (model start-up only).
+ */
+QM_API void* qm_early_init_get_blkInfo2(void);
+
+/**
+ * Asks the platform to run a function when it starts the model.
+ *
+ * @param callback The function.
+ * @param argument Passed to it; it stays the caller's.
+ * @param priority Passed to the platform, which gives it its meaning.
+ * @return Nothing.
+ *
+ * Errors: none are reported. Real-time safe: no (the platform may allocate). Thread-safe: as the platform is.
+ */
+QM_API void qm_add_start_callback(void (*callback)(void*), void* argument, int priority);
+
+QM_END_C
+
+#endif

@@ -1,0 +1,39 @@
+#pragma once
+
+#include "qm_common/errno_keeper.hpp"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <utility>
+
+namespace qm {
+
+/// Owns a file descriptor; closing it keeps errno. The one way in which this library opens a path.
+class FileDescriptor
+{
+public:
+    /// Opens close-on-exec; false and errno when that fails. No creation mode is passed.
+    FileDescriptor(const char* path, int flags) : fd_(::open(path, flags | O_CLOEXEC)) {}
+    FileDescriptor(FileDescriptor&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
+    FileDescriptor& operator=(FileDescriptor&& other) noexcept
+    {
+        std::swap(fd_, other.fd_);
+        return *this;
+    }
+    ~FileDescriptor()
+    {
+        if (fd_ < 0) return;
+        const ErrnoKeeper kept;
+        ::close(fd_);
+    }
+
+    explicit operator bool() const { return fd_ >= 0; }
+    [[nodiscard]] int get() const { return fd_; }
+    [[nodiscard]] int release() { return std::exchange(fd_, -1); }
+
+private:
+    int fd_;
+};
+
+}  // namespace qm
