@@ -18,7 +18,11 @@ set(CMAKE_LIBRARY_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/lib")
 set(CMAKE_ARCHIVE_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/lib")
 set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/bin")
 
-add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror)
+option(QM_WERROR "Treat warnings as errors" ON)
+add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wconversion)
+if(QM_WERROR)
+    add_compile_options(-Werror)
+endif()
 
 if(QM_SANITIZE)
     add_compile_options(-fsanitize=${QM_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)

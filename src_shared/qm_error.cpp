@@ -35,7 +35,7 @@ void requireFits(std::size_t length)
 
 /// Formats into one of the object's texts; the number of characters written, 0 when the text cannot be
 /// formatted.
-int32_t formatInto(char* text, const char* format, va_list arguments)
+int32_t vformatInto(char* text, const char* format, va_list arguments)
 {
     const int length = std::vsnprintf(text, kTextSize, format, arguments);
     if (length < 0) {
@@ -51,7 +51,7 @@ int32_t formatInto(char* text, const char* format, ...)
 {
     va_list arguments;
     va_start(arguments, format);
-    const int32_t length = formatInto(text, format, arguments);
+    const int32_t length = vformatInto(text, format, arguments);
     va_end(arguments);
     return length;
 }
@@ -78,7 +78,7 @@ void qmError_setMsg(QmError* error, const char* format, ...)
 {
     va_list arguments;
     va_start(arguments, format);
-    formatInto(error->errorMsg, format, arguments);
+    vformatInto(error->errorMsg, format, arguments);
     va_end(arguments);
 }
 
@@ -103,7 +103,3 @@ char* qmError_getMsg(QmError* error)
     std::memcpy(error->outputMsg + preamble, error->errorMsg, message + 1);
     return error->outputMsg;
 }
-
-static_assert(sizeof(QmError) == 404);
-static_assert(offsetof(QmError, outputMsg) == 200);
-static_assert(offsetof(QmError, writeIndex) == 400);

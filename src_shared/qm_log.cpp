@@ -1,4 +1,4 @@
-#include "qm_common/errno_keeper.hpp"
+#include "qm_common/clean_up_scope.hpp"
 #include "qm_string_utils.hpp"
 #include <qm/log.h>
 
@@ -36,7 +36,7 @@ std::string logLine(Severity severity, const char* message)
 
 void qm_log(Severity severity, const char* message)
 try {
-    const qm::ErrnoKeeper kept;
+    const qm::CleanUpScope cleanUp;  // the file is closed whatever comes
     const std::string line = logLine(severity, message);
     std::FILE* file = std::fopen(kLogFile, "ae");
     if (file == nullptr) file = std::fopen(kLogFile, "we");

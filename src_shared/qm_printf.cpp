@@ -11,7 +11,6 @@
 #include <cstdio>
 #include <cstring>
 #include <exception>
-#include <string>
 #include <string_view>
 
 namespace {
@@ -39,19 +38,18 @@ void pushRecord(trivial::severity_level level, std::string_view prefix, std::str
     logger.push_record(boost::move(record));
 }
 
-/// Hands one line to the platform logger; takes its last character, the line break, off it.
-void logMsg(Severity severity, std::string* line)
+/// Hands one line to the platform logger, without its last character, the line break.
+void logMsg(Severity severity, std::string_view line)
 {
-    line->pop_back();
+    line.remove_suffix(1);
     try {
         const auto level = static_cast<uint32_t>(severity);
         if (level <= qm_error)
-            pushRecord(static_cast<trivial::severity_level>(level), kPrefix, *line);
+            pushRecord(static_cast<trivial::severity_level>(level), kPrefix, line);
         else
             pushRecord(trivial::error, {}, kBadSeverity);
-    } catch (const std::exception&)  // Not (...): a cancelled thread unwinds through here.
-    {
-        return;
+    } catch (const std::exception&) {
+        return;  // the line is lost; not (...), which would stop a cancelled thread's unwinding
     }
 }
 
@@ -73,8 +71,7 @@ void qm_printf(Severity severity, const char* format, ...)
     // Deliberate: text behind the last line break is dropped.
     std::string_view rest(buffer.data(), length);
     for (auto end = rest.find('\n'); end != std::string_view::npos; end = rest.find('\n')) {
-        std::string line(rest.substr(0, end + 1));
-        logMsg(severity, &line);
+        logMsg(severity, rest.substr(0, end + 1));
         rest.remove_prefix(end + 1);
     }
 }

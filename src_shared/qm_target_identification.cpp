@@ -83,8 +83,9 @@ bool checkForCombination(uint32_t bridgeBus, uint32_t bridgeSlot, uint32_t bridg
                               node.func == bridgeFunction && node.headerType == QM_TOPO_PCI_BRIDGE &&
                               node.VID == bridgeVendor && node.DID == bridgeDevice;
         if (!isBridge) continue;
-        const auto& bridge = *reinterpret_cast<const _qm_topo_bridge*>(node.customData);
-        for (const qm_topo_node& child : std::span(bridge.children, bridge.nChildren))
+        const auto* const bridge = reinterpret_cast<const _qm_topo_bridge*>(node.customData);
+        if (bridge == nullptr) continue;
+        for (const qm_topo_node& child : std::span(bridge->children, bridge->nChildren))
             if (child.VID == deviceVendor && child.DID == deviceDevice) return true;
     }
     return false;

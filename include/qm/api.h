@@ -20,6 +20,17 @@
 #define QM_ENUM_INT32
 #endif
 
+/** Lay down a record that is shared with generated code: its size, and where its fields are, in bytes. */
+#ifdef __cplusplus
+#define QM_RECORD_SIZE(record, size) static_assert(sizeof(record) == (size), #record " has changed")
+#define QM_FIELD_OFFSET(record, field, offset) \
+    static_assert(offsetof(record, field) == (offset), #record "." #field " has moved")
+#else
+#define QM_RECORD_SIZE(record, size) _Static_assert(sizeof(record) == (size), #record " has changed")
+#define QM_FIELD_OFFSET(record, field, offset) \
+    _Static_assert(offsetof(record, field) == (offset), #record "." #field " has moved")
+#endif
+
 /** Marks what the library exports. */
 #define QM_API __attribute__((visibility("default")))
 

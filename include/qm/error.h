@@ -27,6 +27,10 @@ typedef struct QmError
     int32_t writeIndex;  /**< length of the preamble in outputMsg */
 } QmError;
 
+QM_RECORD_SIZE(QmError, 404);
+QM_FIELD_OFFSET(QmError, outputMsg, 200);
+QM_FIELD_OFFSET(QmError, writeIndex, 400);
+
 /**
  * Makes an empty error message object.
  *

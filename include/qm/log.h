@@ -33,8 +33,9 @@ typedef enum Severity QM_ENUM_INT32
  * @param format   printf-style format, ending in "\n".
  * @return Nothing.
  *
- * Errors: none are reported; a format that cannot be printed logs nothing.
- * Real-time safe: no (the logger may allocate); cheap when logging is disabled. Thread-safe: yes.
+ * Errors: none are reported; a format that cannot be printed logs nothing, and a line is lost when a sink
+ * throws a std::exception. An exception of another type passes to the caller. Real-time safe: no (the logger
+ * may allocate); cheap when logging is disabled. Thread-safe: yes.
  */
 QM_API void qm_printf(Severity severity, const char* format, ...) QM_PRINTF(2, 3);
 

@@ -76,7 +76,8 @@ QM_API int32_t qm_getConfigBaseDir(char* outPath, uint32_t maxLen);
  * @return 0, or -1.
  *
  * Errors: "ERROR: Could not open Quillmark library information file" or "ERROR: Empty Quillmark library
- * information file" as a line on standard output. Real-time safe: no (file system). Thread-safe: yes.
+ * information file" as a line on standard output; an empty file stays open. Real-time safe: no (file system).
+ * Thread-safe: yes.
  */
 QM_API int32_t qm_getLibVersion(char* outLibVer);
 

@@ -41,6 +41,20 @@ typedef struct _qm_PCIDevice
                           with the same vendor and device identifier passed before, from 0 */
 } qm_PCIDevice;
 
+QM_RECORD_SIZE(qm_PCIDevice, 184);
+QM_FIELD_OFFSET(qm_PCIDevice, hdl, 8);
+QM_FIELD_OFFSET(qm_PCIDevice, bus, 16);
+QM_FIELD_OFFSET(qm_PCIDevice, slot, 20);
+QM_FIELD_OFFSET(qm_PCIDevice, BaseAddress_raw, 24);
+QM_FIELD_OFFSET(qm_PCIDevice, BaseAddress, 72);
+QM_FIELD_OFFSET(qm_PCIDevice, Length, 96);
+QM_FIELD_OFFSET(qm_PCIDevice, VirtAddress, 120);
+QM_FIELD_OFFSET(qm_PCIDevice, VendorId, 168);
+QM_FIELD_OFFSET(qm_PCIDevice, DeviceId, 170);
+QM_FIELD_OFFSET(qm_PCIDevice, SubDeviceId, 172);
+QM_FIELD_OFFSET(qm_PCIDevice, SubVendorId, 174);
+QM_FIELD_OFFSET(qm_PCIDevice, pciIdx, 176);
+
 /**
  * Finds a board: by position when Slot is negative, else at Bus and Slot.
  *
@@ -51,7 +65,7 @@ typedef struct _qm_PCIDevice
  * @param subVendorId Subsystem vendor identifier or QM_PCI_ANY_ID.
  * @param subDeviceId Subsystem identifier or QM_PCI_ANY_ID.
  * @param ModuleId    Position from 1 (0 and less as 1); quoted in messages in both modes.
- * @param Bus         Bus, 0 or more; ignored when Slot is negative.
+ * @param Bus         Bus, 0 or more (cut to 16 bits); ignored when Slot is negative.
  * @param Slot        Slot (cut to 16 bits), or negative for autosearch.
  * @return 0 found, 1 not found or a negative bus.
  *
@@ -116,7 +130,7 @@ QM_API int qm_detectPciDeviceAtSlot(qm_PCIDevice* pPciInfo, const char* pDevName
  * @param pSubVendorId     Subsystem vendor identifiers or QM_PCI_ANY_ID.
  * @param pSubDeviceId     Subsystem identifiers or QM_PCI_ANY_ID.
  * @param PciAutosearchPos Position from 1; 0 and less are not found. At most 255 boards of a set are counted.
- * @param Bus              Bus, 0 or more; ignored when Slot is negative.
+ * @param Bus              Bus, 0 or more (cut to 16 bits); ignored when Slot is negative.
  * @param Slot             Slot (cut to 16 bits), or negative for autosearch.
  * @return 0 found, 1 not found or a negative bus.
  *

@@ -21,11 +21,13 @@ QM_BEGIN_C
  *
  * @param dev The board; VirtAddress[bar] is set.
  * @param bar BAR number, 0..5.
- * @return Address of the BAR's first byte, valid until the process ends; null on failure.
+ * @return Address of the BAR's first byte, valid until the process ends; null on failure, with
+ * VirtAddress[bar] 0 when the board's resource file could be opened.
  *
- * Errors: logged as "Failed opening PCI device: %s\n", and the like for a mapping that fails; problems with
- * enabling the board are warnings only. Real-time safe: no (files and mappings). Thread-safe: yes, for
- * different boards.
+ * Errors: errno, and logged at qm_error: "Failed opening PCI device: %s\n", "Failed opening %s: %s\n",
+ * "Failed mapping BAR %u of %s: %s\n"; EINVAL for another BAR number. A board that cannot be enabled is a
+ * warning only: "Failed to open %s: %s\n", "Failed to read %s: %s\n", "Failed to write %s: %s\n". Real-time
+ * safe: no (files and mappings). Thread-safe: yes, for different boards.
  */
 QM_API void* qm_mapMemory(qm_PCIDevice* dev, uint32_t bar);
 
@@ -34,7 +36,7 @@ QM_API void* qm_mapMemory(qm_PCIDevice* dev, uint32_t bar);
  *
  * @param device The board.
  * @param bar    BAR number, 0..5.
- * @return The BAR's first port, also when access was refused.
+ * @return The BAR's first port, also when access was refused; null for another BAR number.
  *
  * Errors: logged as "ioperm returns %d: %s\n".
  * Real-time safe: no (changes the thread's port permissions). Thread-safe: yes; the access is the calling

@@ -1,6 +1,7 @@
 /**
  * @file
- * The PCI topology: which device sits behind which bridge.
+ * The PCI topology: which device sits behind which bridge. libpci ends the process by its own error handler
+ * when it finds no way to the PCI buses.
  */
 #ifndef QM_PCI_TOPOLOGY_H
 #define QM_PCI_TOPOLOGY_H
@@ -32,6 +33,20 @@ typedef struct _qm_topo_node
     struct _qm_topo_node* parent; /**< bridge in front of this node's bus; null at the top */
 } qm_topo_node;
 
+QM_RECORD_SIZE(qm_topo_node, 64);
+QM_FIELD_OFFSET(qm_topo_node, slot, 4);
+QM_FIELD_OFFSET(qm_topo_node, func, 8);
+QM_FIELD_OFFSET(qm_topo_node, VID, 12);
+QM_FIELD_OFFSET(qm_topo_node, DID, 16);
+QM_FIELD_OFFSET(qm_topo_node, SubVID, 20);
+QM_FIELD_OFFSET(qm_topo_node, SubDID, 24);
+QM_FIELD_OFFSET(qm_topo_node, classcode, 28);
+QM_FIELD_OFFSET(qm_topo_node, interfaceType, 32);
+QM_FIELD_OFFSET(qm_topo_node, MF, 40);
+QM_FIELD_OFFSET(qm_topo_node, headerType, 44);
+QM_FIELD_OFFSET(qm_topo_node, customData, 48);
+QM_FIELD_OFFSET(qm_topo_node, parent, 56);
+
 /** What hangs behind a PCI-to-PCI bridge. */
 typedef struct _qm_topo_bridge
 {
@@ -41,6 +56,12 @@ typedef struct _qm_topo_bridge
     uint32_t nChildren;     /**< nodes on the secondary bus */
     qm_topo_node* children; /**< array of those nodes, null without any */
 } qm_topo_bridge;
+
+QM_RECORD_SIZE(qm_topo_bridge, 24);
+QM_FIELD_OFFSET(qm_topo_bridge, sec, 4);
+QM_FIELD_OFFSET(qm_topo_bridge, sub, 8);
+QM_FIELD_OFFSET(qm_topo_bridge, nChildren, 12);
+QM_FIELD_OFFSET(qm_topo_bridge, children, 16);
 
 /**
  * Reads the topology below bus 0.

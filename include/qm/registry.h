@@ -22,6 +22,11 @@ typedef struct qm_block_info
     void* custom_data; /**< caller's data, null at registration */
 } qm_block_info;
 
+QM_RECORD_SIZE(qm_block_info, 24);
+QM_FIELD_OFFSET(qm_block_info, id, 4);
+QM_FIELD_OFFSET(qm_block_info, uid, 8);
+QM_FIELD_OFFSET(qm_block_info, custom_data, 16);
+
 /** All blocks of one type of a module. */
 typedef struct qm_block_list
 {
@@ -29,6 +34,10 @@ typedef struct qm_block_list
     uint32_t Length;        /**< slots of blocks */
     uint32_t nBlocks;       /**< slots in use */
 } qm_block_list;
+
+QM_RECORD_SIZE(qm_block_list, 16);
+QM_FIELD_OFFSET(qm_block_list, Length, 8);
+QM_FIELD_OFFSET(qm_block_list, nBlocks, 12);
 
 /** All blocks of a module. */
 typedef struct qm_block_type_list
@@ -38,6 +47,11 @@ typedef struct qm_block_type_list
     uint32_t nBlockTypes;  /**< slots in use */
     uint32_t nBlocks;      /**< blocks of all types */
 } qm_block_type_list;
+
+QM_RECORD_SIZE(qm_block_type_list, 24);
+QM_FIELD_OFFSET(qm_block_type_list, Length, 8);
+QM_FIELD_OFFSET(qm_block_type_list, nBlockTypes, 12);
+QM_FIELD_OFFSET(qm_block_type_list, nBlocks, 16);
 
 /** One I/O module. */
 typedef struct qm_mod_info
@@ -51,6 +65,14 @@ typedef struct qm_mod_info
     qm_block_type_list* block_registry; /**< null while the module has no block */
 } qm_mod_info;
 
+QM_RECORD_SIZE(qm_mod_info, 40);
+QM_FIELD_OFFSET(qm_mod_info, id, 4);
+QM_FIELD_OFFSET(qm_mod_info, is_initiator, 8);
+QM_FIELD_OFFSET(qm_mod_info, pci_bus, 12);
+QM_FIELD_OFFSET(qm_mod_info, pci_slot, 16);
+QM_FIELD_OFFSET(qm_mod_info, custom_data, 24);
+QM_FIELD_OFFSET(qm_mod_info, block_registry, 32);
+
 /** All modules of one type. */
 typedef struct qm_module_list
 {
@@ -58,6 +80,10 @@ typedef struct qm_module_list
     uint32_t Length;       /**< slots of modules */
     uint32_t nModules;     /**< slots in use */
 } qm_module_list;
+
+QM_RECORD_SIZE(qm_module_list, 16);
+QM_FIELD_OFFSET(qm_module_list, Length, 8);
+QM_FIELD_OFFSET(qm_module_list, nModules, 12);
 
 /** All modules. */
 typedef struct qm_module_type_list
@@ -67,6 +93,11 @@ typedef struct qm_module_type_list
     uint32_t nTypes;        /**< slots in use */
     uint32_t nModules;      /**< modules of all types */
 } qm_module_type_list;
+
+QM_RECORD_SIZE(qm_module_type_list, 24);
+QM_FIELD_OFFSET(qm_module_type_list, Length, 8);
+QM_FIELD_OFFSET(qm_module_type_list, nTypes, 12);
+QM_FIELD_OFFSET(qm_module_type_list, nModules, 16);
 
 /** An array of modules, as qm_module_get() delivers it. */
 typedef qm_mod_info** qm_mod_list;

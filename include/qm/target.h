@@ -37,7 +37,8 @@ typedef enum qm_TargetType QM_ENUM_INT32
 } qm_TargetType;
 
 /**
- * Detects the target model from the PCI topology. The topology is read once a process.
+ * Detects the target model from the PCI topology. The topology is kept for the life of the process once bus 0
+ * has shown a device.
  *
  * @return The model; NonQuillmark for any other computer. Talus is never detected.
  *

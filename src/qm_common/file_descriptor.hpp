@@ -1,6 +1,6 @@
 #pragma once
 
-#include "qm_common/errno_keeper.hpp"
+#include "qm_common/clean_up_scope.hpp"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -9,7 +9,7 @@
 
 namespace qm {
 
-/// Owns a file descriptor; closing it keeps errno. The one way in which this library opens a path.
+/// Owns a file descriptor; closing it keeps errno.
 class FileDescriptor
 {
 public:
@@ -24,7 +24,7 @@ public:
     ~FileDescriptor()
     {
         if (fd_ < 0) return;
-        const ErrnoKeeper kept;
+        const CleanUpScope cleanUp;
         ::close(fd_);
     }
 

@@ -4,9 +4,9 @@
 
 namespace qm::pci {
 
-PathBuffer boardAddress(const qm_PCIDevice& board)
+AddressBuffer boardAddress(const qm_PCIDevice& board)
 {
-    PathBuffer address{};
+    AddressBuffer address{};
     std::snprintf(address.data(), address.size(), "0000:%02x:%02x.0", board.bus, board.slot);
     return address;
 }

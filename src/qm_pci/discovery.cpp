@@ -131,7 +131,7 @@ int findAnyByPosition(qm_PCIDevice* pPciInfo, const char* name, const Identifier
     }
     std::sort(boards.begin(), boards.end(), isBefore);
     const qm_PCIDevice& board = boards[static_cast<std::size_t>(PciAutosearchPos) - 1];
-    *pPciInfo = board;
+    fillRecord(*pPciInfo, *board.dev, board.pciIdx);
     qm_printf(qm_debug, "%s PciAutosearchPos%i: Found at bus %i, slot %i\n", name, PciAutosearchPos,
               static_cast<int>(board.bus), static_cast<int>(board.slot));
     return kFound;
@@ -161,6 +161,7 @@ int qmPCI_getDeviceAtSlot(uint16_t vendorId, uint16_t deviceId, uint16_t subVend
     const Identifiers wanted{vendorId, deviceId, subVendorId, subDeviceId};
     uint32_t passed = 0;
     for (pci_dev* device = scan.devices(); device != nullptr; device = device->next) {
+        pci_fill_info(device, qm::pci::kIdentity);
         if (!wanted.matchBoard(*device)) continue;
         if (device->bus == Bus && device->dev == Slot && wanted.matchSubsystem(*device)) {
             // Deliberate: dev dangles once the scan is released; callers know that they must not use it.
@@ -238,12 +239,3 @@ int qm_findPciDeviceMultiIDs(qm_PCIDevice* pPciInfo, const char* pDevNameStr, si
         return kNotFound;
     }
 }
-
-static_assert(sizeof(qm_PCIDevice) == 184);
-static_assert(offsetof(qm_PCIDevice, bus) == 16);
-static_assert(offsetof(qm_PCIDevice, BaseAddress_raw) == 24);
-static_assert(offsetof(qm_PCIDevice, BaseAddress) == 72);
-static_assert(offsetof(qm_PCIDevice, Length) == 96);
-static_assert(offsetof(qm_PCIDevice, VirtAddress) == 120);
-static_assert(offsetof(qm_PCIDevice, VendorId) == 168);
-static_assert(offsetof(qm_PCIDevice, pciIdx) == 176);

@@ -24,28 +24,35 @@ bool writeAddress(const char* path, const qm_PCIDevice& board)
     return qm::writeAttribute(path, qm::pci::boardAddress(board).data());
 }
 
-}  // namespace
-
-int qm_pci_unbindDriver(qm_PCIDevice* device)
+/// Needs the caller's root scope: on some platforms an inner one would end it.
+int unbind(const qm_PCIDevice& board)
 {
-    if (device == nullptr) return refuseNullDevice("qm_pci_unbindDriver");
-    const qm::RootScope root;
-    const auto path = qm::pci::boardFile(*device, "driver/unbind");
-    if (writeAddress(path.data(), *device)) return 0;
+    const auto path = qm::pci::boardFile(board, "driver/unbind");
+    if (writeAddress(path.data(), board)) return 0;
     if (errno == ENOENT) return 0;  // no driver has the board
     qm_printf(qm_info, "qm_pci_unbindDriver: Could not open unbind file %s for writing: %s\n", path.data(),
               std::strerror(errno));
     return -1;
 }
 
+}  // namespace
+
+int qm_pci_unbindDriver(qm_PCIDevice* device)
+{
+    if (device == nullptr) return refuseNullDevice("qm_pci_unbindDriver");
+    const qm::RootScope root;
+    return unbind(*device);
+}
+
 int qm_pci_bindDriver(qm_PCIDevice* device, const char* driverName)
 {
     if (device == nullptr) return refuseNullDevice("qm_pci_bindDriver");
     const qm::RootScope root;
-    (void)qm_pci_unbindDriver(device);
+    (void)unbind(*device);
     qm::pci::PathBuffer path{};
-    std::snprintf(path.data(), path.size(), "/sys/bus/pci/drivers/%s/bind", driverName);
-    if (writeAddress(path.data(), *device)) return 0;
+    const int length = std::snprintf(path.data(), path.size(), "/sys/bus/pci/drivers/%s/bind", driverName);
+    const bool isWhole = length > 0 && static_cast<std::size_t>(length) < path.size();
+    if (isWhole && writeAddress(path.data(), *device)) return 0;
     qm_printf(qm_info, "Could not open bind file %s for writing.\n", path.data());
     return -1;
 }

@@ -49,18 +49,17 @@ uint64_t physicalAddress(const qm_PCIDevice& board, uint32_t bar)
     return static_cast<uint32_t>(raw) == board.BaseAddress[bar] ? raw : board.BaseAddress[bar];
 }
 
-/// The file to map a BAR from: its resource file, or the machine's memory for a BAR that does not begin at a
-/// page.
-qm::FileDescriptor openForMapping(const char* resource, bool wholePages)
+qm::FileDescriptor openResource(const char* path)
 {
-    qm_printf(qm_debug, "Opening: %s\n", resource);
-    qm::FileDescriptor file(resource, O_RDWR);
-    if (!file) {
-        qm_printf(qm_error, "Failed opening PCI device: %s\n", std::strerror(errno));
-        return file;
-    }
-    if (wholePages) return file;
-    file = qm::FileDescriptor(kMemoryDevice, O_RDWR | O_SYNC);  // O_SYNC: uncached
+    qm_printf(qm_debug, "Opening: %s\n", path);
+    qm::FileDescriptor file(path, O_RDWR);
+    if (!file) qm_printf(qm_error, "Failed opening PCI device: %s\n", std::strerror(errno));
+    return file;
+}
+
+qm::FileDescriptor openMemory()
+{
+    qm::FileDescriptor file(kMemoryDevice, O_RDWR | O_SYNC);  // O_SYNC: uncached
     if (!file) qm_printf(qm_error, "Failed opening %s: %s\n", kMemoryDevice, std::strerror(errno));
     return file;
 }
@@ -86,7 +85,10 @@ void* qm_mapMemory(qm_PCIDevice* dev, uint32_t bar)
     const uint64_t length = dev->Length[bar] + pageOffset;
     const uint64_t fileOffset = pageOffset == 0 ? 0 : physicalAddress(*dev, bar) - pageOffset;
     const auto resource = qm::pci::boardResource(*dev, bar);
-    const qm::FileDescriptor file = openForMapping(resource.data(), pageOffset == 0);
+    qm::FileDescriptor file = openResource(resource.data());
+    if (!file) return nullptr;
+    dev->VirtAddress[bar] = 0;
+    if (pageOffset != 0) file = openMemory();  // a page of a resource file holds no BAR that begins inside it
     if (!file) return nullptr;
 
     void* const mapping = ::mmap(nullptr, length, PROT_READ | PROT_WRITE, MAP_SHARED, file.get(),
@@ -94,7 +96,6 @@ void* qm_mapMemory(qm_PCIDevice* dev, uint32_t bar)
     if (mapping == MAP_FAILED) {
         qm_printf(qm_error, "Failed mapping BAR %u of %s: %s\n", bar, qm::pci::boardAddress(*dev).data(),
                   std::strerror(errno));
-        dev->VirtAddress[bar] = 0;
         return nullptr;
     }
     void* const first = static_cast<char*>(mapping) + pageOffset;

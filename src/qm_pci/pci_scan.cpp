@@ -1,8 +1,7 @@
 #include "qm_pci/pci_scan.hpp"
 
-#include "qm_common/errno_keeper.hpp"
+#include "qm_common/clean_up_scope.hpp"
 
-#include <compare>
 #include <tuple>
 
 namespace {
@@ -39,14 +38,12 @@ pci_access* newScan()
     pci_access* const access = pci_alloc();
     pci_init(access);
     pci_scan_bus(access);
-    for (pci_dev* device = access->devices; device != nullptr; device = device->next)
-        pci_fill_info(device, kIdentity);
     return access;
 }
 
 PrivateScan::~PrivateScan()
 {
-    const ErrnoKeeper kept;
+    const CleanUpScope cleanUp;
     pci_cleanup(access_);
 }
 
@@ -61,7 +58,7 @@ pci_dev* PrivateScan::find(uint32_t bus, uint32_t slot) const
 
 ConfigReader::~ConfigReader()
 {
-    const ErrnoKeeper kept;
+    const CleanUpScope cleanUp;
     pci_free_dev(device_);
 }
 
@@ -79,6 +76,9 @@ pci_access* qm_pci_access()
     if (persistentPciAccess == nullptr) {
         persistentPciAccess = qm::pci::newScan();
         persistentPciAccess->devices = sorted(persistentPciAccess->devices);
+        // Asked now: libpci ends the process when it is first asked about a device that has gone since.
+        for (pci_dev* device = persistentPciAccess->devices; device != nullptr; device = device->next)
+            pci_fill_info(device, qm::pci::kIdentity);
     }
     return persistentPciAccess;
 }

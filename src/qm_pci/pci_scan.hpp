@@ -8,8 +8,7 @@ extern "C" {  // libpci's header does not say so itself
 
 namespace qm::pci {
 
-/// What every listed device is asked for. Asking right after the scan matters: libpci ends the process when
-/// it is first asked about a device that has gone since.
+/// What a device of a search is asked for.
 constexpr int kIdentity = PCI_FILL_IDENT | PCI_FILL_BASES | PCI_FILL_SIZES | PCI_FILL_CLASS;
 
 /// Makes libpci's object and lists the devices of all buses, in libpci's order.

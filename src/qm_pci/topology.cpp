@@ -15,7 +15,8 @@ constexpr int kDomain = 0;
 constexpr uint32_t kBuses = 256;
 constexpr int kSlots = 32;
 constexpr int kFunctions = 8;
-constexpr std::size_t kArraySize = 16384;  // a bus has 256 functions at most
+constexpr std::size_t kArraySize = 16384;
+static_assert(kArraySize == kSlots * kFunctions * sizeof(qm_topo_node));  // one bus fits
 constexpr uint32_t kMultiFunctionBit = 0x80;
 constexpr std::size_t kInterfaceTypeSize = 13;
 
@@ -188,12 +189,3 @@ void qm_printPciTopology(qm_topo_node* branch, uint32_t nElements)
 {
     printBranch(0, branch, nElements);
 }
-
-static_assert(kArraySize == kBuses * sizeof(qm_topo_node));
-static_assert(sizeof(qm_topo_node) == 64);
-static_assert(offsetof(qm_topo_node, interfaceType) == 32);
-static_assert(offsetof(qm_topo_node, MF) == 40);
-static_assert(offsetof(qm_topo_node, headerType) == 44);
-static_assert(offsetof(qm_topo_node, customData) == 48);
-static_assert(sizeof(_qm_topo_bridge) == 24);
-static_assert(offsetof(_qm_topo_bridge, children) == 16);

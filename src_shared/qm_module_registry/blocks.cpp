@@ -4,7 +4,6 @@
 
 namespace {
 
-/// Blocks of one module.
 struct BlockLevel
 {
     using Base = qm_block_type_list;

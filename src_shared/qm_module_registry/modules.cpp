@@ -4,7 +4,6 @@
 
 namespace {
 
-/// Modules of the process.
 struct ModuleLevel
 {
     using Base = qm_module_type_list;

@@ -1,0 +1,239 @@
+#!/bin/bash
+# What virtual_target/boot promises. Usage: launcher_test.sh [--list | CASE...]; without a case: all.
+set -uo pipefail
+root=$(cd -- "$(dirname -- "${BASH_SOURCE[0]}")/../../.." && pwd)
+boot=$root/virtual_target/boot
+
+# Every boot of this test keeps its files below $scratch/tmp, which also marks its processes.
+scratch=$(mktemp -d)
+trap 'rm -rf -- "$scratch"' EXIT
+mkdir "$scratch/tmp"
+export TMPDIR=$scratch/tmp
+
+run() {
+    "$boot" "$@" >"$scratch/out" 2>"$scratch/err"
+    status=$?
+}
+
+fail() {
+    printf '    %s\n' "$*"
+    sed 's/^/    err: /' "$scratch/err" | tail -n 60
+    failed=yes
+}
+
+expect_status() { [[ $status -eq $1 ]] || fail "exit status is $status, not $1"; }
+expect_line() { grep -aqxF -- "$1" "$scratch/out" || fail "no line '$1' in: $(head -c 2000 "$scratch/out")"; }
+expect_error() { grep -aqE -- "$1" "$scratch/err" || fail "standard error lacks '$1'"; }
+expect_silence() { [[ ! -s $scratch/$1 ]] || fail "unexpected: $(head -c 500 "$scratch/$1")"; }
+
+# By its output, not by its status: a process that ends meanwhile is an error to grep.
+processes_left() { grep -lzF -- "$TMPDIR" /proc/[0-9]*/cmdline 2>/dev/null; }
+qemu_runs() { processes_left | xargs -r grep -lzq -- -machine 2>/dev/null; }
+nothing_runs() { [[ -z $(processes_left) ]]; }
+
+expect_nothing_left() {
+    [[ -z $(ls -A "$TMPDIR") ]] || fail "files left: $(ls -A "$TMPDIR")"
+    nothing_runs || fail "processes left: $(processes_left)"
+}
+
+# await COMMAND...: until it succeeds; half a minute is the limit.
+await() {
+    local tries
+    for ((tries = 0; tries < 300; tries++)); do
+        if "$@"; then return; fi
+        sleep 0.1
+    done
+    fail "waited in vain for: $*"
+}
+
+# Runs in the background like a command typed in a terminal: own process group, SIGINT not ignored.
+run_apart() {
+    setsid env --default-signal=INT "$boot" "$@" >"$scratch/out" 2>"$scratch/err" &
+    apart=$!
+}
+
+machine_is_the_documented_one() {
+    # shellcheck disable=SC2016 # for the target's shell
+    local probe='uname -v; hostname; cat /sys/devices/system/cpu/isolated; lspci -n | sed "s/ (rev .*//"
+        for card in enp1s0 enp4s5; do udevadm info -q property /sys/class/net/$card | grep ^ID_PATH=; done
+        udevadm info -q property -n ttyS0 | grep ^DEVNAME='
+    local line documented=(
+        quillmark-vt 1
+        '00:00.0 0600: 8086:29c0' '00:03.0 00ff: 1234:11e8' '00:1c.0 0604: 1b36:000c' '00:1c.2 0604: 1b36:000c'
+        '00:1c.5 0604: 1b36:000c' '00:1e.0 0002: 1af4:1009' '00:1e.1 0002: 1af4:1009' '00:1e.2 0002: 1af4:1009'
+        '00:1f.0 0601: 8086:2918' '01:00.0 0200: 8086:10d3' '02:00.0 0604: 8086:244e' '03:01.0 0604: 1b36:0001'
+        '04:05.0 0200: 8086:100e' ID_PATH=pci-0000:01:00.0 ID_PATH=pci-0000:04:05.0 DEVNAME=/dev/ttyS0
+    )
+    run bash -c "$probe"
+    expect_status 0
+    for line in "${documented[@]}"; do expect_line "$line"; done
+    [[ $(wc -l <"$scratch/out") -eq $((${#documented[@]} + 1)) ]] || fail "more than documented: $(<"$scratch/out")"
+    grep -q PREEMPT_RT "$scratch/out" || fail "not a real-time kernel: $(head -n 1 "$scratch/out")"
+}
+
+example_board_can_be_absent_or_doubled() {
+    run --board none lspci -n -d 1234:11e8
+    expect_status 0
+    expect_silence out
+    run --device edu,addr=04.0 sh -c 'lspci -n -d 1234:11e8 | cut -c 1-7'
+    expect_line 00:03.0
+    expect_line 00:04.0
+}
+
+results_come_back_unchanged() {
+    cd /usr/bin || return
+    run sh -c 'pwd >&2; cat bash; exit 77'
+    expect_status 77
+    cmp -s "$scratch/out" bash || fail "standard output was changed on its way"
+    [[ $(<"$scratch/err") == /usr/bin ]] || fail "standard error is not what the command wrote: $(<"$scratch/err")"
+}
+
+death_by_signal_gives_128_plus_its_number() {
+    run sh -c 'kill -SEGV $$'
+    expect_status 139
+}
+
+missing_program_gives_127() {
+    run /nonexistent/program
+    expect_status 127
+    expect_error 'No such file'
+}
+
+only_the_share_is_written() {
+    mkdir -p "$scratch/a share, kept" "$scratch/outside"
+    cd "$scratch/outside" || return
+    run --share "$scratch/a share, kept" sh -c 'date >lost; date >"../a share, kept/kept"; ls'
+    expect_line lost
+    [[ ! -e lost ]] || fail "the target wrote to this machine"
+    [[ -s $scratch/a\ share,\ kept/kept ]] || fail "the share did not keep the file"
+}
+
+program_left_behind_does_not_hold_the_target() {
+    run --timeout 60 sh -c 'sleep 1000 & echo finished'
+    expect_status 0
+    expect_line finished
+}
+
+hang_ends_at_the_time_limit() {
+    run --timeout 15 sh -c 'echo before; sleep 1000'
+    expect_status 124
+    expect_line before
+    expect_error 'time limit of 15 s'
+    expect_nothing_left
+}
+
+panic_fails_with_the_logs_tail() {
+    run sh -c 'echo c >/proc/sysrq-trigger; sleep 100'
+    expect_status 125
+    expect_error '\|.*sysrq triggered crash'
+    expect_nothing_left
+}
+
+complaint_in_the_kernels_log_fails_a_successful_command() { # the kernel's own, and a program's
+    run sh -c 'echo l >/proc/sysrq-trigger'
+    expect_status 125
+    expect_error 'kernel complained: .*Call Trace'
+    expect_error '\|.*write_sysrq_trigger'
+    run sh -c 'echo "<4>WARNING: CPU: 0 PID: 1 at somewhere" >/dev/kmsg'
+    expect_status 125
+    expect_error 'kernel complained: .*somewhere'
+}
+
+switching_off_is_not_a_result() {
+    run sh -c 'echo o >/proc/sysrq-trigger; sleep 100'
+    expect_status 125
+    expect_error 'without a result'
+}
+
+unusable_device_is_reported_in_qemus_words() {
+    run --device no-such-device true
+    expect_status 125
+    expect_error 'qemu: .*no-such-device'
+    expect_nothing_left
+}
+
+interrupt_leaves_nothing() { # while booting, and while the command runs
+    run_apart sleep 1000
+    await qemu_runs
+    kill -INT -- "-$apart"
+    wait "$apart"
+    status=$?
+    expect_status 130
+    expect_nothing_left
+    run_apart --share "$scratch/tmp" sh -c 'echo running; sleep 1000'
+    await grep -q running "$scratch/out"
+    kill -INT -- "-$apart"
+    wait "$apart"
+    status=$?
+    expect_status 130
+    expect_nothing_left
+}
+
+killed_launcher_takes_its_processes_along() {
+    run_apart sleep 1000
+    await qemu_runs
+    kill -KILL "$apart"
+    wait "$apart" 2>/dev/null
+    await nothing_runs
+    rm -rf -- "${TMPDIR:?}"/*
+}
+
+boots_at_the_same_time_do_not_meet() {
+    mkdir "$scratch/with blank"
+    cd "$scratch/with blank" || return
+    run_apart sh -c 'pwd; echo first >mark; sleep 1; cat mark'
+    "$boot" sh -c 'echo second >mark; sleep 1; cat mark' >"$scratch/second"
+    wait "$apart"
+    status=$?
+    expect_status 0
+    expect_line first
+    expect_line "$scratch/with blank"
+    [[ $(<"$scratch/second") == second ]] || fail "the second boot said: $(<"$scratch/second")"
+}
+
+second_preparation_has_nothing_to_do() {
+    "$root/virtual_target/prepare" 2>"$scratch/err"
+    "$root/virtual_target/prepare" 2>"$scratch/err"
+    status=$?
+    expect_status 0
+    expect_silence err
+}
+
+wrong_usage_is_refused_before_anything_starts() {
+    local usage
+    for usage in '' --nonsense '--timeout' '--timeout -1 true' '--cpus 0 true' '--share /nonexistent true' \
+        '--board ada true' '--shell true' '--shell'; do
+        # shellcheck disable=SC2086 # words on purpose
+        run $usage </dev/null
+        expect_status 2
+        expect_error 'see --help'
+    done
+}
+
+help_fits_80_columns() {
+    run --help
+    expect_status 0
+    expect_silence err
+    [[ $(wc -L <"$scratch/out") -le 80 ]] || fail "a line has $(wc -L <"$scratch/out") columns"
+}
+
+mapfile -t cases < <(sed -n 's/^\([a-z0-9_]*\)() {\( #.*\)\?$/\1/p' "${BASH_SOURCE[0]}" |
+    grep -vxE 'run|fail|run_apart|await|expect_[a-z_]*|[a-z]*_(runs|left)')
+if [[ ${1-} == --list ]]; then
+    printf '%s\n' "${cases[@]}"
+    exit 0
+fi
+if (($#)); then cases=("$@"); fi
+
+bad=0
+for case in "${cases[@]}"; do
+    failed=''
+    [[ $(type -t "$case") == function ]] || { echo "no case '$case'; see --list"; exit 2; }
+    cd / && : >"$scratch/err"
+    started=$SECONDS
+    "$case"
+    printf '%s %s (%d s)\n' "$([[ $failed ]] && echo FAIL || echo ok)" "$case" $((SECONDS - started))
+    if [[ $failed ]]; then bad=$((bad + 1)); fi
+done
+echo "${#cases[@]} cases, $bad failed"
+((bad == 0))
