@@ -1,0 +1,38 @@
+#pragma once
+
+#include "report_data.hpp"
+#include "task_runner.hpp"
+
+#include <future>
+#include <thread>
+#include <vector>
+
+namespace slrealtime {
+
+/** The threads of all tasks, from waiting for their common begin to the end of the run. */
+class TaskThreads
+{
+public:
+    TaskThreads(ModelInfo& model, const Workers& workers, const RunLimits& limits, RunControl& control,
+                const std::vector<std::unique_ptr<TaskRecord>>& records);
+    /** Ends the run and waits for every thread. */
+    ~TaskThreads();
+    TaskThreads(const TaskThreads&) = delete;
+    TaskThreads& operator=(const TaskThreads&) = delete;
+
+    /** Locks memory, gives the threads priority and CPU; fills `reasons` with what was refused. */
+    std::vector<TaskFacts> makeRealTime(const Machine& machine, Reasons& reasons);
+
+    /** Lets the first deadlines begin a moment from now. */
+    void release();
+
+private:
+    ModelInfo& model_;
+    RunControl& control_;
+    std::promise<std::int64_t> begin_;
+    bool released_ = false;
+    std::unique_ptr<MemoryLock> memory_;
+    std::vector<std::thread> threads_;
+};
+
+}  // namespace slrealtime

@@ -1,0 +1,194 @@
+#include "log_capture.hpp"
+#include "process.hpp"
+#include "world.hpp"
+#include <qm.h>
+
+#include <gmock/gmock.h>
+
+#include <array>
+#include <ostream>
+namespace qm::test {
+
+namespace {
+
+using testing::IsEmpty;
+
+constexpr uint16_t kIntel = 0x8086;
+
+struct Model
+{
+    const char* name;
+    unsigned slot, function;
+    uint16_t port;
+    uint16_t vendor, device;  // behind the port
+    qm_TargetType type;
+    const char* marketing;
+};
+
+const std::array<Model, 15> kModels{{
+    {"KR411", 28, 6, 0xA116, 0x1B21, 0x1080, KR411, "Summit Core real-time target machine"},
+    {"KR410", 28, 4, 0x1E18, 0x197B, 0x2368, KR410, "Summit real-time target machine"},
+    {"Ridge", 28, 0, 0x8D10, 0x1A03, 0x1150, Ridge, "Summit Core+ real-time target machine"},
+    {"Slate", 28, 6, 0xA116, 0x10B5, 0x8112, Slate, "Summit PCIe+ real-time target machine"},
+    {"RoverV2", 28, 7, 0x1E1E, 0x10B5, 0x8606, RoverV2, "Rover real-time target machine"},
+    {"Cube", 19, 1, 0x5AD9, 0x8086, 0x157B, Cube, "Cube real-time target machine"},
+    {"Campus2", 28, 3, 0x1E16, 0x104C, 0x8240, Campus2, "Campus real-time target machine"},
+    {"LowlandTopLayer", 28, 0, 0x0F48, 0x10B5, 0x8606, Lowland_TopLayer, "Lowland real-time target machine"},
+    {"RoverAEG", 30, 0, 0x2448, 0x104C, 0x8025, RoverAEG, "Rover AEG real-time target machine"},
+    {"Harbor", 28, 4, 0x2948, 0x8086, 0x109A, Harbor, "Summit real-time target machine"},
+    {"KT411", 30, 0, 0x244E, 0x1283, 0x8213, KT411, "Summit real-time target machine"},
+    {"RoverV3", 29, 1, 0xA331, 0x8086, 0x1533, RoverV3, "Rover real-time target machine (R3)"},
+    {"Zenith", 28, 3, 0xA33B, 0x1B21, 0x1080, Zenith, "Summit real-time target machine (S3)"},
+    {"Brisa", 28, 5, 0xA115, 0x1A03, 0x1150, Brisa, "Summit Core real-time target machine"},
+    {"Otter", 19, 0, 0x5AD8, 0x8086, 0x1533, Otter, "Cube real-time target machine"},
+}};
+
+/** Bus behind a root port. */
+unsigned busBehind(unsigned slot, unsigned function)
+{
+    return 8 * (slot - 16) + function + 1;
+}
+
+Board rootPort(unsigned slot, unsigned function, uint16_t device)
+{
+    const unsigned bus = busBehind(slot, function);
+    return board(kIntel, device).at(0, slot, function).multiFunction().bridgeTo(bus, bus);
+}
+
+void addModel(World& world, const Model& model, unsigned cardSlot = 0)
+{
+    world.add(rootPort(model.slot, model.function, model.port));
+    world.add(board(model.vendor, model.device).at(busBehind(model.slot, model.function), cardSlot));
+}
+
+class TargetModel : public testing::TestWithParam<size_t>
+{
+protected:
+    World world_;
+    LogCapture log_;
+};
+
+TEST_P(TargetModel, IsKnownByItsCardAndHasAName)
+{
+    const Model& model = kModels.at(GetParam());
+    addModel(world_, model);
+    EXPECT_EQ(model.type, qm_getTargetType());
+    EXPECT_STREQ(model.marketing, qm_getTargetMarketingName());
+}
+
+TEST_P(TargetModel, ComesBeforeEveryLaterModelOfTheTable)
+{
+    const Model& model = kModels.at(GetParam());
+    addModel(world_, model, 1);
+    for (size_t later = GetParam() + 1; later < kModels.size(); ++later) {
+        const Model& other = kModels.at(later);
+        const bool samePlace = other.slot == model.slot && other.function == model.function;
+        if (!samePlace || other.port == model.port) addModel(world_, other);
+    }
+    EXPECT_EQ(model.type, qm_getTargetType());
+}
+
+INSTANTIATE_TEST_SUITE_P(All, TargetModel, testing::Range<size_t>(0, kModels.size()),
+                         [](const auto& row) { return kModels.at(row.param).name; });
+
+struct Arrangement
+{
+    const char* name;
+    std::vector<Board> boards;
+    qm_TargetType type;
+};
+
+void PrintTo(const Arrangement& row, std::ostream* out)
+{
+    *out << row.name;
+}
+
+class TargetArrangement : public testing::TestWithParam<Arrangement>
+{};
+
+TEST_P(TargetArrangement, IsJudgedByTheCardsDirectlyBehindTheRootPorts)
+{
+    World world;
+    const auto descriptors = openDescriptors();
+    for (const Board& board : GetParam().boards)
+        world.add(board);
+    StreamCapture out(1);
+    StreamCapture error(2);
+    EXPECT_EQ(GetParam().type, qm_getTargetType());
+    const std::string name = qm_getTargetMarketingName();
+    EXPECT_EQ(GetParam().type == NonQuillmark, name == "NonQuillmark");
+    EXPECT_EQ("", out.text());
+    EXPECT_EQ("", error.text());
+    EXPECT_EQ(descriptors, openDescriptors());
+}
+
+Board card(unsigned bus, uint16_t vendor, uint16_t device, unsigned slot = 0)
+{
+    return board(vendor, device).at(bus, slot);
+}
+
+std::vector<Board> lowland(const Board& second, uint16_t cardDevice)
+{
+    return {rootPort(28, 0, 0x0F48), card(busBehind(28, 0), 0x10B5, 0x8606), second,
+            card(busBehind(28, 2), 0x10B5, cardDevice)};
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    All, TargetArrangement,
+    testing::Values(
+        Arrangement{"NoBoardAtAll", {}, NonQuillmark},
+        Arrangement{"NoBridge", {card(0, kIntel, 0x29C0), card(0, 0x1B21, 0x1080, 28)}, NonQuillmark},
+        Arrangement{"SecondPortOfLowland", lowland(rootPort(28, 2, 0x0F4C), 0x8606), Lowland},
+        Arrangement{"SecondPortOfAnotherKind", lowland(rootPort(28, 2, 0x0F48), 0x8606), Lowland_TopLayer},
+        Arrangement{"SecondPortWithAnotherCard", lowland(rootPort(28, 2, 0x0F4C), 0x8607), Lowland_TopLayer},
+        Arrangement{"SecondPortAlone",
+                    {rootPort(28, 2, 0x0F4C), card(busBehind(28, 2), 0x10B5, 0x8606)},
+                    NonQuillmark},
+        Arrangement{"CardBehindOtherCards",
+                    {rootPort(28, 7, 0x1E1E), card(busBehind(28, 7), 1, 1),
+                     card(busBehind(28, 7), 0x10B5, 0x8606, 9)},
+                    RoverV2},
+        Arrangement{"CardTwoLevelsDown",
+                    {board(kIntel, 0x1E1E).at(0, 28, 7).bridgeTo(9, 10),
+                     board(kIntel, 0x1E1E).at(9, 28, 7).bridgeTo(10, 10), card(10, 0x10B5, 0x8606)},
+                    NonQuillmark},
+        Arrangement{"PortIsACardBusBridge",
+                    {rootPort(28, 7, 0x1E1E).cardBus(), card(busBehind(28, 7), 0x10B5, 0x8606)},
+                    NonQuillmark},
+        Arrangement{"PortOfAnotherVendor",
+                    {board(0x8087, 0x1E1E).at(0, 28, 7).bridgeTo(9, 9), card(9, 0x10B5, 0x8606)},
+                    NonQuillmark},
+        Arrangement{"PortAtAnotherFunction",
+                    {rootPort(28, 6, 0x1E1E), card(busBehind(28, 6), 0x10B5, 0x8606)},
+                    NonQuillmark},
+        Arrangement{"PortAtAnotherSlot",
+                    {rootPort(27, 7, 0x1E1E), card(busBehind(27, 7), 0x10B5, 0x8606)},
+                    NonQuillmark},
+        Arrangement{"CardOfAnotherVendor",
+                    {rootPort(28, 7, 0x1E1E), card(busBehind(28, 7), 0x10B6, 0x8606)},
+                    NonQuillmark},
+        Arrangement{"PortWithNothingBehindIt", {rootPort(28, 7, 0x1E1E)}, NonQuillmark}),
+    [](const auto& row) { return row.param.name; });
+
+TEST(TargetType, IsLookedUpAnewOnlyWhileNoBoardWasSeen)
+{
+    World world;
+    EXPECT_EQ(NonQuillmark, qm_getTargetType());
+    addModel(world, kModels[1]);
+    EXPECT_EQ(KR410, qm_getTargetType());
+    world.remove("0000:00:1c.4");
+    EXPECT_EQ(KR410, qm_getTargetType());
+}
+
+TEST(TargetType, StaysUnknownOnceAnyBoardWasSeen)
+{
+    World world;
+    world.add(board(1, 1).at(0, 1));
+    EXPECT_EQ(NonQuillmark, qm_getTargetType());
+    addModel(world, kModels[1]);
+    EXPECT_EQ(NonQuillmark, qm_getTargetType());
+}
+
+}  // namespace
+
+}  // namespace qm::test

@@ -1,0 +1,254 @@
+#include "pci_test.hpp"
+
+#include <climits>
+
+#include <cstring>
+
+extern "C" {
+#include <pci/pci.h>
+}
+
+namespace qm::test {
+
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+constexpr uint16_t kVendor = 0x1234;
+constexpr uint16_t kDevice = 0x11E8;
+constexpr uint16_t kAny = 0xFFFF;
+
+Board adc()
+{
+    return board(kVendor, kDevice);
+}
+
+/** First BAR of every adc, in libpci's own order. */
+std::vector<uint64_t> adcBarsInScanOrder()
+{
+    pci_access* scan = pci_alloc();
+    pci_init(scan);
+    pci_scan_bus(scan);
+    std::vector<uint64_t> bars;
+    for (pci_dev* device = scan->devices; device != nullptr; device = device->next) {
+        pci_fill_info(device, PCI_FILL_IDENT | PCI_FILL_BASES);
+        if (device->device_id == kDevice) bars.push_back(device->base_addr[0]);
+    }
+    pci_cleanup(scan);
+    return bars;
+}
+
+class PciDiscovery : public PciTest
+{
+public:
+    PciDiscovery() { memset(&device_, 0xA5, sizeof device_); }
+
+    int find(int position, int bus, int slot)
+    {
+        return qm_findPciDevice(&device_, "ADC", kVendor, kDevice, kAny, kAny, position, bus, slot);
+    }
+};
+
+TEST_F(PciDiscovery, AutosearchCountsBoardsInOrderOfBusSlotAndFunction)
+{
+    world_.add(adc().at(3, 0)).add(adc().at(1, 4, 1)).add(adc().at(1, 4, 0).bar(0, 0x1000, 0x1000));
+    world_.add(adc().at(1, 2)).add(board(kVendor, 0x11E9).at(0, 0)).add(board(0x1235, kDevice).at(0, 1));
+
+    struct Case
+    {
+        int position;
+        uint32_t bus, slot, index, firstBar;
+    };
+    for (const Case& wanted : {Case{1, 1, 2, 1, 0}, Case{2, 1, 4, 2, 0x1000}, Case{3, 1, 4, 3, 0},
+                               Case{4, 3, 0, 4, 0}, Case{0, 1, 2, 1, 0}, Case{-5, 1, 2, 1, 0}}) {
+        SCOPED_TRACE(wanted.position);
+        ASSERT_EQ(0, find(wanted.position, -7, -1));
+        EXPECT_EQ(wanted.bus, device_.bus);
+        EXPECT_EQ(wanted.slot, device_.slot);
+        EXPECT_EQ(wanted.index, device_.pciIdx);
+        EXPECT_EQ(wanted.firstBar, device_.BaseAddress[0]);
+    }
+    EXPECT_EQ(1, find(5, 1, -1));
+}
+
+TEST_F(PciDiscovery, AutosearchTakesEqualPlacesOfSeveralDomainsInReverseScanOrder)
+{
+    for (unsigned domain = 0; domain < 4; ++domain)
+        world_.add(adc().at(2, 3, 0, domain).bar(0, 0x10000U * (domain + 1), 0x1000));
+    const std::vector<uint64_t> scanned = adcBarsInScanOrder();
+    ASSERT_EQ(4U, scanned.size());
+
+    std::vector<uint64_t> searched;
+    for (int position = 4; position >= 1; --position) {
+        ASSERT_EQ(0, find(position, 0, -1));
+        searched.push_back(device_.BaseAddress[0]);
+    }
+    EXPECT_EQ(scanned, searched);
+}
+
+TEST_F(PciDiscovery, AFoundBoardFillsTheNamedFieldsAndNothingElse)
+{
+    world_.add(adc()
+                   .at(0x1a, 0x1f)
+                   .bar(0, 0xFEB00000, 0x100000)
+                   .bar(1, 0xE000, 0x20, 0x4010D)
+                   .bar(2, 0x480000000, 0x100001000, kMemory64));
+    for (const int slot : {-1, 0x1f}) {
+        SCOPED_TRACE(slot);
+        memset(&device_, 0xA5, sizeof device_);
+        ASSERT_EQ(0, find(1, 0x1a, slot));
+
+        EXPECT_EQ(0x1aU, device_.bus);
+        EXPECT_EQ(0x1fU, device_.slot);
+        EXPECT_EQ(kVendor, device_.VendorId);
+        EXPECT_EQ(kDevice, device_.DeviceId);
+        EXPECT_THAT(device_.BaseAddress_raw, ElementsAre(0xFEB00000, 0xE00D, 0x48000000C, 0, 0, 0));
+        EXPECT_THAT(device_.BaseAddress, ElementsAre(0xFEB00000, 0xE000, 0x80000000, 0, 0, 0));
+        EXPECT_THAT(device_.Length, ElementsAre(0x100000, 0x20, 0x1000, 0, 0, 0));
+        EXPECT_EQ(slot < 0 ? 1U : 0U, device_.pciIdx);
+        EXPECT_NE(nullptr, device_.dev);
+
+        EXPECT_EQ(0xA5A5A5A5A5A5A5A5U, reinterpret_cast<uintptr_t>(device_.hdl));
+        EXPECT_THAT(device_.VirtAddress, testing::Each(0xA5A5A5A5A5A5A5A5U));
+        EXPECT_EQ(0xA5A5, device_.SubDeviceId);
+        EXPECT_EQ(0xA5A5, device_.SubVendorId);
+    }
+}
+
+TEST_F(PciDiscovery, SubsystemIdentifiersSelectAmongBoardsUnlessTheyAreWildcards)
+{
+    world_.add(adc().at(1, 1).subsystem(0x10B5, 0x9050)).add(adc().at(1, 2).subsystem(0x10B5, 0x9051));
+    world_.add(adc().at(1, 3).subsystem(0xFFFF, 0xFFFF));
+    struct Case
+    {
+        uint16_t vendor, device;
+        std::vector<uint32_t> slots;
+    };
+    for (const Case& wanted :
+         {Case{kAny, kAny, {1, 2, 3}}, Case{0x10B5, kAny, {1, 2}}, Case{0x10B5, 0x9051, {2}},
+          Case{kAny, 0x9050, {1}}, Case{0x10B6, kAny, {}}, Case{0x9050, 0x10B5, {}}}) {
+        std::vector<uint32_t> byPosition;
+        for (int position = 1;
+             qmPCI_getDeviceByIdx(kVendor, kDevice, wanted.vendor, wanted.device, position, &device_) == 0;
+             ++position)
+            byPosition.push_back(device_.slot);
+        EXPECT_EQ(wanted.slots, byPosition);
+
+        std::vector<uint32_t> byPlace;
+        for (uint16_t slot = 0; slot < 5; ++slot)
+            if (qmPCI_getDeviceAtSlot(kVendor, kDevice, wanted.vendor, wanted.device, 1, slot, &device_) == 0)
+                byPlace.push_back(device_.slot);
+        EXPECT_EQ(wanted.slots, byPlace);
+    }
+}
+
+TEST_F(PciDiscovery, ExplicitSearchCountsBoardsOfTheSameIdentifiersThatItPassed)
+{
+    for (unsigned slot = 0; slot < 6; ++slot)
+        world_.add(
+            adc().at(2, slot).bar(0, 0x1000 * (slot + 1), 0x1000).subsystem(1, static_cast<uint16_t>(slot)));
+    world_.add(board(kVendor, 0x11E9).at(2, 9));
+    const std::vector<uint64_t> scanned = adcBarsInScanOrder();
+
+    for (uint16_t slot = 0; slot < 6; ++slot) {
+        ASSERT_EQ(0, qmPCI_getDeviceAtSlot(kVendor, kDevice, 1, slot, 2, slot, &device_));
+        ASSERT_LT(device_.pciIdx, scanned.size());
+        EXPECT_EQ(scanned[device_.pciIdx], device_.BaseAddress[0]);
+    }
+}
+
+TEST_F(PciDiscovery, ExplicitSearchFindsAFunctionBehindOthersOfItsSlotAndCutsTheSlotTo16Bits)
+{
+    world_.add(board(kVendor, 1).at(4, 3, 0).multiFunction()).add(adc().at(4, 3, 5));
+    for (const int slot : {3, 65536 + 3}) {
+        ASSERT_EQ(0, find(1, 4, slot));
+        EXPECT_EQ(3U, device_.slot);
+    }
+    EXPECT_EQ(0,
+              qm_detectPciDeviceAtSlot(&device_, "ADC", kVendor, kDevice, kAny, kAny, 65536 + 4, 65536 + 3));
+    EXPECT_EQ(1, qmPCI_getDeviceAtSlot(kVendor, kDevice, kAny, kAny, 3, 4, &device_));
+}
+
+TEST_F(PciDiscovery, ASearchLogsItsModeAndWhatItFound)
+{
+    world_.add(adc().at(0x1a, 2));
+
+    ASSERT_EQ(0, find(1, 0, -1));
+    EXPECT_THAT(log_.lines(), ElementsAre("debug QM: Find PCI device in autosearch mode",
+                                          "debug QM: Looking for VID 0x1234 DID 0x11e8 at index 1",
+                                          "debug QM: ADC ID1: Found at bus 26, slot 2"));
+    log_.clear();
+    ASSERT_EQ(0, find(7, 0x1a, 2));
+    EXPECT_THAT(log_.lines(), ElementsAre("debug QM: Find PCI device in explicit mode",
+                                          "debug QM: ADC ID7: Found at bus 26, slot 2"));
+    log_.clear();
+    ASSERT_EQ(0, qm_detectPciDevice(&device_, "ADC", kVendor, kDevice, kAny, kAny, 1));
+    EXPECT_THAT(log_.lines(), ElementsAre("debug QM: Looking for VID 0x1234 DID 0x11e8 at index 1"));
+    log_.clear();
+    ASSERT_EQ(0, qm_detectPciDeviceAtSlot(&device_, "ADC", kVendor, kDevice, kAny, kAny, 0x1a, 2));
+    EXPECT_THAT(log_.lines(), IsEmpty());
+}
+
+TEST_F(PciDiscovery, AFailedSearchSaysWhyAndLeavesTheRecordAlone)
+{
+    world_.add(adc().at(1, 0));
+    const std::string longName(200, 'n');
+    const auto failsWith = [this](int result, const std::string& text) {
+        qm_PCIDevice untouched;
+        memset(&untouched, 0xA5, sizeof untouched);
+        EXPECT_EQ(1, result);
+        EXPECT_EQ(text, pQmErrorStr);
+        EXPECT_EQ(0, memcmp(&untouched, &device_, sizeof device_));
+    };
+    failsWith(find(2, 0, -1), "ADC ID2: Module not found");
+    failsWith(find(2, -1, 0), "ADC ID2: Invalid PCI bus argument: -1");
+    failsWith(find(2, 1, 65536 + 3), "ADC ID2: Not found at bus 1, slot 65539 (rc:1)");
+    failsWith(qm_detectPciDevice(&device_, "DAC", kVendor, kDevice, kAny, kAny, 9),
+              "DAC pciIDxPlusOne9: Module not found");
+    failsWith(qm_detectPciDeviceAtSlot(&device_, "DAC", kVendor, kDevice, kAny, kAny, 1, -1),
+              "DAC not found at bus 1, slot -1 (rc:1)");
+    failsWith(
+        qm_findPciDevice(&device_, longName.c_str(), 1, 1, kAny, kAny, INT_MIN, INT_MAX, INT_MAX),
+        longName.substr(0, 127) + " ID-2147483648: Not found at bus 2147483647, slot 2147483647 (rc:1)");
+    EXPECT_THAT(log_.linesFrom("info"), IsEmpty());
+}
+
+TEST_F(PciDiscovery, ThePrimitivesSetNoErrorText)
+{
+    strcpy(pQmErrorStr, "before");
+    EXPECT_EQ(1, qmPCI_getDeviceByIdx(kVendor, kDevice, kAny, kAny, 1, &device_));
+    EXPECT_EQ(1, qmPCI_getDeviceAtSlot(kVendor, kDevice, kAny, kAny, 0, 0, &device_));
+    EXPECT_STREQ("before", pQmErrorStr);
+}
+
+TEST_F(PciDiscovery, TheFirstAutosearchDecidesWhichBoardsExist)
+{
+    world_.add(adc().at(1, 0)).add(adc().at(1, 1));
+    EXPECT_EQ(1, qm_detectPciDevice(&device_, "DAC", 1, 2, kAny, kAny, 1));
+
+    world_.remove("0000:01:01.0");
+    world_.add(adc().at(1, 2));
+    ASSERT_EQ(0, find(2, 0, -1)) << "a board that went away must not end the process";
+    EXPECT_EQ(1U, device_.slot);
+    EXPECT_EQ(1, find(3, 0, -1));
+    EXPECT_EQ(0, find(1, 1, 2)) << "an explicit search looks anew";
+    EXPECT_EQ(1, find(1, 1, 1));
+}
+
+TEST_F(PciDiscovery, SearchesLeaveDescriptorsAndStandardStreamsAlone)
+{
+    world_.add(adc().at(1, 0).subsystem(1, 1)).add(adc().at(1, 1).subsystem(1, 2));
+    StreamCapture out(1);
+    StreamCapture error(2);
+    for (int i = 0; i < 1000; ++i)
+        ASSERT_EQ(i % 2, qmPCI_getDeviceAtSlot(kVendor, kDevice, 1, 2, 1, i % 2 == 0 ? 1 : 0, &device_));
+    ASSERT_EQ(0, qmPCI_getDeviceByIdx(kVendor, kDevice, 1, 2, 1, &device_));
+    EXPECT_EQ("", error.text());
+    EXPECT_EQ("", out.text());
+}
+
+}  // namespace
+
+}  // namespace qm::test

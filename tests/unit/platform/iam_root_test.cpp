@@ -1,0 +1,130 @@
+#include "child.hpp"
+#include <slrealtime/IamRoot.hpp>
+
+#include <gmock/gmock.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <cstddef>
+#include <optional>
+#include <thread>
+
+using slrealtime::IamRoot;
+using test::inChild;
+
+namespace {
+
+constexpr uid_t kUser = 1000;
+
+/** Runs `body` in a program that user 1000 started and that is owned by root and set-user-ID, or not. */
+test::Ended asUser(bool setuidRoot, const std::function<bool()>& body)
+{
+    return inChild([&] {
+        if (::setresuid(kUser, kUser, setuidRoot ? 0 : kUser) != 0) return 2;
+        const bool passed = body();
+        // A process with rights to take back could not be checked for leaks.
+        if (::setresuid(kUser, kUser, kUser) != 0 || ::prctl(PR_SET_DUMPABLE, 1) != 0) return 2;
+        return passed ? 0 : 1;
+    });
+}
+
+/** From now on the kernel refuses this process every change of its user. */
+bool forbidChangeOfUser()
+{
+    std::array<sock_filter, 4> rules = {{BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+                                         BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_setresuid, 0, 1),
+                                         BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EPERM),
+                                         BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW)}};
+    const sock_fprog program = {rules.size(), rules.data()};
+    return ::syscall(SYS_seccomp, SECCOMP_SET_MODE_FILTER, SECCOMP_FILTER_FLAG_TSYNC, &program) == 0;
+}
+
+class IamRootTest : public testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        ASSERT_EQ(0U, ::geteuid()) << "run the tests as root, or under unshare --map-auto -r";
+    }
+};
+
+}  // namespace
+
+TEST_F(IamRootTest, RaisesInsideAndDropsAfterTheOutermostScope)
+{
+    EXPECT_TRUE(asUser(true, [] {
+                    uid_t inner = 1;
+                    uid_t afterInner = 1;
+                    {
+                        const IamRoot outer;
+                        {
+                            const IamRoot nested;
+                            inner = ::geteuid();
+                        }
+                        afterInner = ::geteuid();
+                    }
+                    return inner == 0 && afterInner == 0 && ::geteuid() == kUser && ::getuid() == kUser;
+                }).exitedWith(0));
+}
+
+TEST_F(IamRootTest, ScopesOfTwoThreadsThatOverlapKeepTheRightsUntilTheLastEnds)
+{
+    EXPECT_TRUE(asUser(true, [] {
+                    std::atomic<int> stage{0};
+                    const auto reach = [&](int next) {
+                        stage = next;
+                        stage.notify_all();
+                    };
+                    uid_t late = 1;
+                    std::optional<IamRoot> early(std::in_place);
+                    std::thread other([&] {
+                        const IamRoot root;
+                        reach(1);
+                        stage.wait(1);
+                        late = ::geteuid();
+                    });
+                    stage.wait(0);
+                    early.reset();
+                    reach(2);
+                    other.join();
+                    return late == 0 && ::geteuid() == kUser;
+                }).exitedWith(0));
+}
+
+TEST_F(IamRootTest, WithoutRightsToTakeNothingHappensAndErrnoIsKept)
+{
+    EXPECT_TRUE(asUser(false, [] {
+                    errno = 77;
+                    {
+                        const IamRoot root;
+                        if (errno != 77 || ::geteuid() != kUser) return false;
+                    }
+                    return errno == 77 && ::geteuid() == kUser;
+                }).exitedWith(0));
+}
+
+TEST_F(IamRootTest, AProcessThatIsRootStaysRoot)
+{
+    {
+        const IamRoot root;
+        EXPECT_EQ(0U, ::geteuid());
+    }
+    EXPECT_EQ(0U, ::geteuid());
+}
+
+TEST_F(IamRootTest, RightsThatCannotBeGivenUpEndTheProcess)
+{
+    const auto ended = asUser(true, [] {
+        const IamRoot root;
+        return forbidChangeOfUser();
+    });
+    EXPECT_TRUE(ended.diedOf(SIGABRT)) << ended.status;
+    EXPECT_THAT(ended.errors, testing::HasSubstr("cannot give up root rights"));
+}
