@@ -1,4 +1,5 @@
-/** The record through which a block and its host talk about sizes, ports, sample times and parameters. C11 and C++. */
+/** The record through which a block and its host talk about sizes, ports, sample times and parameters. C11
+ * and C++. */
 #ifndef SIMSTRUCT_H
 #define SIMSTRUCT_H
 

@@ -12,8 +12,8 @@ extern "C" {
 typedef void (*startFun_t)(void*); /* NOLINT(modernize-use-using): also C */
 
 /**
- * Registers a function for the next model start: after the model's and its tasks' initialisation, before the workers'
- * start(). It runs once, on the thread that runs the model.
+ * Registers a function for the next model start: after the model's and its tasks' initialisation, before the
+ * workers' start(). It runs once, on the thread that runs the model.
  *
  * @param callback the function; null is ignored
  * @param argument handed to it; must stay valid until then

@@ -6,6 +6,7 @@
 
 #include <optional>
 #include <ostream>
+
 namespace qm::test {
 
 namespace {

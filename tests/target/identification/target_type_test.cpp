@@ -7,11 +7,10 @@
 
 #include <array>
 #include <ostream>
+
 namespace qm::test {
 
 namespace {
-
-using testing::IsEmpty;
 
 constexpr uint16_t kIntel = 0x8086;
 

@@ -13,7 +13,6 @@ namespace qm::test {
 namespace {
 
 using testing::ElementsAre;
-using testing::HasSubstr;
 using testing::IsEmpty;
 
 constexpr uint16_t kVendor = 0x1234;

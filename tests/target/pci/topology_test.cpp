@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <malloc.h>
 #include <ostream>
+
 namespace qm::test {
 
 namespace {
@@ -148,7 +149,7 @@ TEST_P(PciTopologyLoop, IsNotFollowed)
 {
     const Loop& loop = GetParam();
     world_.add(board(1, 9).at(loop.bus, 7).bridgeTo(loop.secondary, 255))
-        .add(board(1, 1).at(loop.secondary, 1));
+        .add(board(1, 1).at(loop.secondary, 9));
     if (loop.behind != 0) world_.add(board(1, 8).at(0, loop.behind).bridgeTo(loop.behindTo, 255));
     const Tree tree;
     for (int i = 0; i < tree.count; ++i) {

@@ -7,6 +7,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
+#include <sys/prctl.h>
 
 #include <atomic>
 #include <chrono>
@@ -69,11 +70,14 @@ protected:
 
 TEST_F(BaseRate, IsWaitedForTheStatedTime)
 {
-    const auto before = std::chrono::system_clock::now();
-    EXPECT_EQ(-1, qm_waitForBaseRateSync());
-    const auto waited = std::chrono::system_clock::now() - before;
-    EXPECT_LE(std::chrono::microseconds(100), waited);
-    EXPECT_GT(std::chrono::seconds(1), waited);
+    prctl(PR_SET_TIMERSLACK, 1UL);  // no more than asked for, as real-time threads sleep
+    for (int i = 0; i < 20; ++i) {
+        const auto before = std::chrono::system_clock::now();
+        EXPECT_EQ(-1, qm_waitForBaseRateSync());
+        const auto waited = std::chrono::system_clock::now() - before;
+        EXPECT_LE(std::chrono::microseconds(100), waited);
+        EXPECT_GT(std::chrono::seconds(1), waited);
+    }
 }
 
 TEST_F(BaseRate, IsNotStartedByAnythingBeforeOrAfterTheSteps)
