@@ -83,8 +83,6 @@ private:
             phase("start() of " + report_.services[i], [this, i] { workers_[i]->start(); });
         for (const auto& task : model_.tasks_)
             if (task.start_) phase(fmt::format("start of task {}", task.index_), task.start_);
-        if (options_.describe_)
-            phase("the model's description", [this] { report_.description = options_.describe_(); });
     }
 
     void createWorkers()
@@ -119,6 +117,8 @@ private:
         control_.end();
         for (std::size_t i = 0; i < workersBegun_; ++i)
             control_.guard("stop() of " + report_.services[i], [this, i] { workers_[i]->stop(); });
+        if (options_.describe_ && !report_.tasks.empty())
+            control_.guard("the model's description", [this] { report_.description = options_.describe_(); });
         if (modelBegun_ && model_.terminate_) control_.guard("termination of the model", model_.terminate_);
         for (std::size_t i = 0; i < workersBegun_; ++i)
             control_.guard("terminate() of " + report_.services[i], [this, i] { workers_[i]->terminate(); });

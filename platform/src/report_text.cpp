@@ -12,7 +12,7 @@ namespace slrealtime {
 namespace {
 
 constexpr std::size_t kWidth = 100;
-constexpr std::size_t kLabel = 14;
+constexpr std::size_t kLabel = 24;
 constexpr double kBar = 50.0;
 
 /** "  label        text", the text broken at blanks and continued under itself. */

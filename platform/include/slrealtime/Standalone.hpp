@@ -60,9 +60,8 @@ struct RunOptions
     std::filesystem::path reportFile_ = {};  ///< JSON run report, replaced as a whole; empty: none
     std::filesystem::path logFile_ = {};     ///< rotating log file; empty: none
     boost::log::trivial::severity_level logLevel_ =
-        boost::log::trivial::info;  ///< least level shown and written
-    std::function<Description()> describe_ =
-        {};  ///< asked once, after start, while the boards are still open
+        boost::log::trivial::info;                ///< least level shown and written
+    std::function<Description()> describe_ = {};  ///< asked once when the steps have ended, boards still open
 };
 
 /** Times of one kind over a run, in microseconds; all 0 when count_ is 0. Percentiles are within 2 % above.
@@ -142,7 +141,8 @@ SLREALTIME_API RunResult runModel(ModelInfo model, const RunOptions& options);
  *
  * @param model      what to run; its functions run after the command line was read
  * @param addOptions adds the model's own options to the command line; what they fill must outlive this call
- * @param describe   the model's own lines in the run report, asked once after start
+ * @param describe   the model's own lines in the run report, asked once when the steps have ended and the
+ *                   model is not yet terminated; not when the start failed
  * @return an ExitStatus
  */
 SLREALTIME_API int modelMain(int argc, char** argv, ModelInfo model,

@@ -11,6 +11,7 @@
 #include <memory>
 #include <regex>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -189,6 +190,18 @@ TEST(Registry, TablesGrowToTheLargestIdOnly)
     qm_block_unregister(module, 2, 1);
     qm_block_unregister(module, 0, 0);
     qm_module_unregister(0, 0);
+}
+
+TEST(Registry, TablesOfModulesGrowLikewise)
+{
+    qm_module_register(1, 4);
+    const qm::test::LogCapture log;
+    qm_module_register(1, 6);
+    qm_module_register(3, 0);
+    EXPECT_THAT(log.lines(), testing::IsSupersetOf({"trace QM: Enlarge module list from 5 to 7 modules",
+                                                    "trace QM: Enlarge registry from 2 to 4 module types"}));
+    for (const auto& [type, id] : {std::pair{1U, 4U}, {1U, 6U}, {3U, 0U}})
+        qm_module_unregister(type, id);
 }
 
 TEST(Registry, AModuleGoesWithItsBlocksButLeavesTheTablesAndDataOfItsCallers)
