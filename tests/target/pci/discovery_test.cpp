@@ -39,6 +39,11 @@ std::vector<uint64_t> adcBarsInScanOrder()
     return bars;
 }
 
+std::string bytesOf(const qm_PCIDevice& record)
+{
+    return {reinterpret_cast<const char*>(&record), sizeof record};
+}
+
 class PciDiscovery : public PciTest
 {
 public:
@@ -75,7 +80,7 @@ TEST_F(PciDiscovery, AutosearchCountsBoardsInOrderOfBusSlotAndFunction)
 TEST_F(PciDiscovery, AutosearchTakesEqualPlacesOfSeveralDomainsInReverseScanOrder)
 {
     for (unsigned domain = 0; domain < 4; ++domain)
-        world_.add(adc().at(2, 3, 0, domain).bar(0, 0x10000U * (domain + 1), 0x1000));
+        world_.add(adc().at(2, 3, 0, domain).bar(0, uint64_t{0x10000} * (domain + 1), 0x1000));
     const std::vector<uint64_t> scanned = adcBarsInScanOrder();
     ASSERT_EQ(4U, scanned.size());
 
@@ -146,8 +151,10 @@ TEST_F(PciDiscovery, SubsystemIdentifiersSelectAmongBoardsUnlessTheyAreWildcards
 TEST_F(PciDiscovery, ExplicitSearchCountsBoardsOfTheSameIdentifiersThatItPassed)
 {
     for (unsigned slot = 0; slot < 6; ++slot)
-        world_.add(
-            adc().at(2, slot).bar(0, 0x1000 * (slot + 1), 0x1000).subsystem(1, static_cast<uint16_t>(slot)));
+        world_.add(adc()
+                       .at(2, slot)
+                       .bar(0, uint64_t{0x1000} * (slot + 1), 0x1000)
+                       .subsystem(1, static_cast<uint16_t>(slot)));
     world_.add(board(kVendor, 0x11E9).at(2, 9));
     const std::vector<uint64_t> scanned = adcBarsInScanOrder();
 
@@ -199,7 +206,7 @@ TEST_F(PciDiscovery, AFailedSearchSaysWhyAndLeavesTheRecordAlone)
         memset(&untouched, 0xA5, sizeof untouched);
         EXPECT_EQ(1, result);
         EXPECT_EQ(text, pQmErrorStr);
-        EXPECT_EQ(0, memcmp(&untouched, &device_, sizeof device_));
+        EXPECT_EQ(bytesOf(untouched), bytesOf(device_));
     };
     failsWith(find(2, 0, -1), "ADC ID2: Module not found");
     failsWith(find(2, -1, 0), "ADC ID2: Invalid PCI bus argument: -1");
