@@ -41,6 +41,7 @@ public:
     [[nodiscard]] std::vector<std::string> places() const
     {
         std::vector<std::string> places;
+        places.reserve(static_cast<size_t>(count));
         for (int i = 0; i < count; ++i)
             places.push_back(std::to_string(nodes[i].slot) + "." + std::to_string(nodes[i].func));
         return places;
