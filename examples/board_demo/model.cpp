@@ -13,6 +13,9 @@
 #include <CLI/CLI.hpp>
 
 #include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
 #include <memory>
 #include <numbers>
 
@@ -103,7 +106,7 @@ slrealtime::TaskInfo task(int index, double period, int priority, std::function<
 }  // namespace
 
 int main(int argc, char** argv)
-{
+try {
     Model model;
     slrealtime::ModelInfo info;
     info.modelName_ = "board_demo";
@@ -121,4 +124,7 @@ int main(int argc, char** argv)
         commandLine.callback([&] { model.registerEarly(); });
     };
     return slrealtime::standalone::modelMain(argc, argv, info, addOptions, [&] { return model.describe(); });
+} catch (const std::exception& problem) {
+    std::fprintf(stderr, "board_demo: %s\n", problem.what());
+    return EXIT_FAILURE;
 }

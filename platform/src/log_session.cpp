@@ -11,6 +11,7 @@
 
 #include <cstdlib>
 #include <mutex>
+#include <utility>
 
 namespace slrealtime {
 
@@ -76,14 +77,15 @@ public:
         boost::log::core::get()->add_sink(queued_);
     }
 
-    void leaveQueue()
+    /** Writes the rest out and gives the ended queue back. */
+    boost::shared_ptr<void> leaveQueue()
     {
-        if (!queued_) return;
+        if (!queued_) return nullptr;
         boost::log::core::get()->remove_sink(queued_);
         queued_->stop();
         queued_->flush();
-        queued_.reset();
         attachDirect();
+        return std::exchange(queued_, nullptr);
     }
 
     void flush()
@@ -129,8 +131,10 @@ void leaveQueues()
 {
     auto& all = outlets();
     const std::lock_guard lock(all.mutex);
-    all.console.leaveQueue();
-    all.file.leaveQueue();
+    // A record refers to both queues while either writer holds it: neither goes before both writers have
+    // ended.
+    const auto console = all.console.leaveQueue();
+    const auto file = all.file.leaveQueue();
 }
 
 std::unique_ptr<LogTarget> openFile(const std::filesystem::path& file)
@@ -168,7 +172,11 @@ LogSession::LogSession(Level least, const std::filesystem::path& file)
 
 LogSession::~LogSession()
 {
-    leaveQueues();
+    try {
+        leaveQueues();
+    } catch (...) {  // Boost's interruptions are no std::exception
+        ConsoleTarget().write("the end of the log is lost: its queues could not be written out\n");
+    }
 }
 
 void flushLog()

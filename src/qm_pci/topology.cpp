@@ -16,7 +16,7 @@ constexpr uint32_t kBuses = 256;
 constexpr int kSlots = 32;
 constexpr int kFunctions = 8;
 constexpr std::size_t kArraySize = 16384;
-static_assert(kArraySize == kSlots * kFunctions * sizeof(qm_topo_node));  // one bus fits
+static_assert(kArraySize == sizeof(qm_topo_node) * kSlots * kFunctions);  // one bus fits
 constexpr uint32_t kMultiFunctionBit = 0x80;
 constexpr std::size_t kInterfaceTypeSize = 13;
 

@@ -103,7 +103,7 @@ TEST(HistogramTest, ExtremesAreKept)
 TEST(Summary, BinsRunFromTheFirstToTheLastTimeAndHoldThemAll)
 {
     Histogram histogram;
-    for (const int us : {3, 3, 4, 15, 120})
+    for (const std::int64_t us : {3, 3, 4, 15, 120})
         histogram.record(us * 1000);
     const auto times = slrealtime::summarize(histogram);
     ASSERT_EQ(6U, times.histogram_.size());  // 2-5, 5-10, 10-20, 20-50, 50-100, 100-200

@@ -91,7 +91,7 @@ TEST(Log, ExitInsideAStepWritesTheQueueOut)
                         oneStep(file))
             .exitStatus_;
     });
-    EXPECT_TRUE(ended.exitedWith(7)) << ended.status;
+    EXPECT_TRUE(ended.exitedWith(7)) << ended.errors;
     EXPECT_THAT(test::contents(file), HasSubstr("leaving\n"));
 }
 
@@ -110,7 +110,7 @@ TEST(Log, ACrashWritesTheQueueOutAndKeepsItsExitStatus)
                             oneStep(file))
                 .exitStatus_;
         });
-        EXPECT_TRUE(ended.diedOf(crash)) << ended.status;
+        EXPECT_TRUE(ended.diedOf(crash)) << ended.errors;
         EXPECT_THAT(test::contents(file), HasSubstr("line 1000\n"));
     }
 }
