@@ -78,10 +78,10 @@ public:
 
     [[nodiscard]] Description describe() const
     {
-        if (withoutBoard) return {{"board", "none, as asked"}};
-        return {{"board", setup_->describe()},
-                {"patterns verified", std::to_string(digital_.verified())},
-                {"factorials verified", std::to_string(factorial_.verified())}};
+        if (withoutBoard) return {{{"board", "none, as asked"}}};
+        return {{{"board", setup_->describe()},
+                 {"patterns verified", digital_.verified()},
+                 {"factorials verified", factorial_.verified()}}};
     }
 
     demo::ModelError error = nullptr;

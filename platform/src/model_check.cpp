@@ -17,16 +17,19 @@ constexpr double kShortestSeconds = 1e-6;
 
 std::string whyNotRunnable(const TaskInfo& task)
 {
-    if (task.mode_ != PERIODIC) return "ASYNCHRONOUS timing is not supported yet: set mode_ to PERIODIC";
-    if (task.trigmode_ == INTERRUPT)
-        return "the INTERRUPT trigger is not supported yet: set trigmode_ to TIMER, or to POLLING with a "
-               "poll_ that asks "
-               "the board";
-    if (task.trigmode_ != TIMER && task.trigmode_ != POLLING)
-        return fmt::format("there is no trigger {}: set trigmode_ to TIMER or POLLING",
+    const bool eventDriven = task.trigmode_ != TIMER && task.poll_;
+    if (task.trigmode_ < TIMER || task.trigmode_ > POLLING)
+        return fmt::format("there is no trigger {}: set trigmode_ to TIMER, INTERRUPT or POLLING",
                            static_cast<int>(task.trigmode_));
+    if (task.mode_ != PERIODIC && task.mode_ != ASYNCHRONOUS)
+        return fmt::format("there is no timing {}: set mode_ to PERIODIC or ASYNCHRONOUS",
+                           static_cast<int>(task.mode_));
+    if (task.trigmode_ == INTERRUPT && !eventDriven)
+        return "nothing waits for its interrupt: set poll_ to a function that blocks until it comes";
+    if (task.mode_ == ASYNCHRONOUS && !eventDriven)
+        return "ASYNCHRONOUS steps need an event: set trigmode_ to INTERRUPT or POLLING, and poll_";
     if (!task.entry_) return "it has no step function: set entry_";
-    if (!(task.period_ >= kShortestSeconds && task.period_ <= kLongestSeconds))
+    if (task.mode_ == PERIODIC && !(task.period_ >= kShortestSeconds && task.period_ <= kLongestSeconds))
         return fmt::format("a period of {} s cannot be kept: set period_ to {:.6f} to {:.0f}", task.period_,
                            kShortestSeconds, kLongestSeconds);
     if (!(task.offset_ >= 0.0 && task.offset_ <= kLongestSeconds))

@@ -62,4 +62,23 @@ standalone::TimeStatistics summarize(const Histogram& histogram)
     return times;
 }
 
+const char* triggerName(const TaskInfo& task)
+{
+    return task.trigmode_ == TIMER ? "timer" : task.trigmode_ == INTERRUPT ? "interrupt" : "polling";
+}
+
+standalone::TimeRecorder::TimeRecorder() : histogram_(std::make_unique<Histogram>()) {}
+
+standalone::TimeRecorder::~TimeRecorder() = default;
+
+void standalone::TimeRecorder::record(std::int64_t nanoseconds)
+{
+    histogram_->record(nanoseconds);
+}
+
+standalone::TimeStatistics standalone::TimeRecorder::statistics() const
+{
+    return summarize(*histogram_);
+}
+
 }  // namespace slrealtime

@@ -31,6 +31,9 @@ struct ReportData
 /** Sums a histogram up for the report, in bins of 1, 2, 5, 10 ... microseconds. */
 standalone::TimeStatistics summarize(const Histogram& histogram);
 
+/** "timer", "interrupt" or "polling". */
+const char* triggerName(const TaskInfo& task);
+
 std::string textReport(const ReportData& data);
 std::string jsonReport(const ReportData& data);
 

@@ -20,7 +20,8 @@ ordered_json json(const standalone::TimeStatistics& times)
 ordered_json json(const TaskFacts& task, const standalone::TaskResult& result)
 {
     return {{"index", task.info.index_},
-            {"trigger", task.info.trigmode_ == POLLING ? "polling" : "timer"},
+            {"trigger", triggerName(task.info)},
+            {"timing", task.info.mode_ == PERIODIC ? "periodic" : "asynchronous"},
             {"period_s", task.info.period_},
             {"offset_s", task.info.offset_},
             {"priority", task.info.priority_},
@@ -37,9 +38,12 @@ ordered_json json(const TaskFacts& task, const standalone::TaskResult& result)
 std::string jsonReport(const ReportData& data)
 {
     const auto& result = data.result;
-    ordered_json description = ordered_json::array();
-    for (const auto& [name, text] : data.description)
-        description.push_back({{"name", name}, {"text", text}});
+    ordered_json description = ordered_json::object();
+    for (const auto& [name, fact] : data.description.facts_)
+        std::visit([&, &key = name](const auto& value) { description[key] = value; }, fact);
+    ordered_json times = ordered_json::object();
+    for (const auto& [name, statistics] : data.description.times_)
+        times[name] = json(statistics);
     ordered_json tasks = ordered_json::array();
     for (std::size_t i = 0; i < result.tasks_.size(); ++i)
         tasks.push_back(json(data.tasks[i], result.tasks_[i]));
@@ -50,6 +54,7 @@ std::string jsonReport(const ReportData& data)
         {"cpus", {{"online", data.machine.cpus}, {"isolated", data.machine.isolated}}},
         {"services", data.services},
         {"description", description},
+        {"times_us", times},
         {"real_time", !data.tasks.empty() && result.notRealTime_.empty()},
         {"not_real_time_because", result.notRealTime_},
         {"tasks", tasks},

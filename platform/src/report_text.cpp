@@ -44,13 +44,19 @@ std::string header(const ReportData& data)
                                                      : fmt::format("{}", fmt::join(machine.isolated, ", "))));
     text +=
         entry("services", data.services.empty() ? "none" : fmt::format("{}", fmt::join(data.services, ", ")));
-    for (const auto& [name, line] : data.description)
-        text += entry(name, line);
+    for (const auto& [name, fact] : data.description.facts_)
+        text += entry(name, std::visit([](const auto& value) { return fmt::format("{}", value); }, fact));
     const auto& reasons = data.result.notRealTime_;
     if (reasons.empty()) text += entry("real time", data.tasks.empty() ? "no step was due" : "yes");
     for (const auto& reason : reasons)
         text += entry("real time", "NO: " + reason);
     return text;
+}
+
+std::string columns()
+{
+    return fmt::format("  {:<12}{:>10}{:>10}{:>10}{:>10}{:>10}{:>10}\n", "us", "min", "mean", "p50", "p99",
+                       "p99.9", "max");
 }
 
 std::string row(std::string_view name, const standalone::TimeStatistics& times)
@@ -60,12 +66,12 @@ std::string row(std::string_view name, const standalone::TimeStatistics& times)
                        times.mean_, times.p50_, times.p99_, times.p999_, times.max_);
 }
 
-std::string chart(const standalone::TimeStatistics& times)
+std::string chart(std::string_view title, const standalone::TimeStatistics& times)
 {
     std::uint64_t most = 1;
     for (const auto& bin : times.histogram_)
         most = std::max(most, bin.count_);
-    std::string text = "\n  wake-up latency, us\n";
+    std::string text = fmt::format("\n  {}, us\n", title);
     for (const auto& bin : times.histogram_) {
         const double share = static_cast<double>(bin.count_) / static_cast<double>(most);
         const auto length = static_cast<std::size_t>(std::ceil(share * kBar));  // one occurrence shows
@@ -77,17 +83,27 @@ std::string chart(const standalone::TimeStatistics& times)
 
 std::string section(const TaskFacts& task, const standalone::TaskResult& result)
 {
-    std::string text = fmt::format("\nTask {}: {}, period {} ms, offset {} ms, priority {}, CPU {}\n",
-                                   task.info.index_, task.info.trigmode_ == POLLING ? "polling" : "timer",
-                                   task.info.period_ * 1e3, task.info.offset_ * 1e3, task.info.priority_,
-                                   task.cpu >= 0 ? std::to_string(task.cpu) : std::string("any"));
-    text += fmt::format("  steps {}, overloads {}, missed {}\n\n", result.steps_, result.overloads_,
-                        result.missed_);
-    text += fmt::format("  {:<12}{:>10}{:>10}{:>10}{:>10}{:>10}{:>10}\n", "us", "min", "mean", "p50", "p99",
-                        "p99.9", "max");
+    const auto& info = task.info;
+    std::string text = fmt::format("\nTask {}: {}, ", info.index_, triggerName(info));
+    text += info.mode_ == ASYNCHRONOUS
+                ? "asynchronous"
+                : fmt::format("period {} ms, offset {} ms", info.period_ * 1e3, info.offset_ * 1e3);
+    text += fmt::format(", priority {}, CPU {}\n  steps {}", info.priority_,
+                        task.cpu >= 0 ? std::to_string(task.cpu) : "any", result.steps_);
+    text += info.mode_ == ASYNCHRONOUS
+                ? "\n\n"
+                : fmt::format(", overloads {}, missed {}\n\n", result.overloads_, result.missed_);
+    text += columns();
     text += row("latency", result.latency_) + row("execution", result.execution_);
-    if (result.latency_.count_ > 0) text += chart(result.latency_);
+    if (result.latency_.count_ > 0) text += chart("wake-up latency", result.latency_);
     return text;
+}
+
+/** Times that the model has recorded itself. */
+std::string section(const std::string& name, const standalone::TimeStatistics& times)
+{
+    return fmt::format("\nModel: {}\n\n", name) + columns() + row("", times) +
+           (times.count_ > 0 ? chart(name, times) : "");
 }
 
 }  // namespace
@@ -97,6 +113,8 @@ std::string textReport(const ReportData& data)
     std::string text = header(data);
     for (std::size_t i = 0; i < data.result.tasks_.size(); ++i)
         text += section(data.tasks[i], data.result.tasks_[i]);
+    for (const auto& [name, times] : data.description.times_)
+        text += section(name, times);
     text += data.result.failure_.empty() ? "\nPASS\n" : fmt::format("\nFAIL: {}\n", data.result.failure_);
     return text;
 }

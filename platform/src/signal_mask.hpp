@@ -4,9 +4,12 @@
 
 namespace slrealtime {
 
+/** Breaks a wait off when the run ends. Ignored wherever it has no handler. */
+constexpr int kWakeSignal = SIGURG;
+
 /**
- * Threads created while one of these lives handle no signal but the ones they cause themselves, so that a
- * signal never interrupts a step. The creating thread's own mask comes back at the end.
+ * Threads created while one of these lives handle no signal but kWakeSignal and the ones they cause
+ * themselves, so that a signal never interrupts a step. The creating thread's own mask comes back at the end.
  */
 class SignalsBlocked
 {
@@ -15,7 +18,7 @@ public:
     {
         sigset_t most;
         sigfillset(&most);
-        for (const int caused : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGTRAP, SIGSYS})
+        for (const int caused : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGTRAP, SIGSYS, kWakeSignal})
             sigdelset(&most, caused);
         ::pthread_sigmask(SIG_BLOCK, &most, &before_);
     }

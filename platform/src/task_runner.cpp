@@ -44,7 +44,8 @@ TaskRunner::TaskRunner(ModelInfo& model, TaskInfo& task, const Workers& workers,
       limits_(limits),
       control_(control),
       record_(record),
-      first_(task.index_ == 0)
+      first_(task.index_ == 0),
+      periodic_(task.mode_ == PERIODIC)
 {}
 
 void TaskRunner::run(const std::shared_future<std::int64_t>& begin)
@@ -54,27 +55,36 @@ void TaskRunner::run(const std::shared_future<std::int64_t>& begin)
         prefaultStack();
         stepUntilEnd(begin.get());
     });
+    record_.left = true;
     if (first_) control_.end();
 }
 
 void TaskRunner::stepUntilEnd(std::int64_t begin)
 {
+    begin_ = begin;
     Deadlines deadlines(begin + toNanoseconds(task_.offset_), toNanoseconds(task_.period_));
-    while (!control_.ending()) {
-        if (first_ && limits_.steps > 0 && task_.runCount_ >= limits_.steps) return;
-        if (first_ && limits_.durationNs > 0 && deadlines.elapsed() >= limits_.durationNs) return;
-        if (!awaitRelease(deadlines)) return;
+    while (!control_.ending() && !limitReached(deadlines) && awaitRelease(deadlines))
         step(deadlines);
-    }
 }
 
+bool TaskRunner::limitReached(const Deadlines& deadlines) const
+{
+    if (!first_) return false;
+    if (limits_.steps > 0 && task_.runCount_ >= limits_.steps) return true;
+    return limits_.durationNs > 0 &&
+           (periodic_ ? deadlines.elapsed() : monotonicNow() - begin_) >= limits_.durationNs;
+}
+
+// Looks whether the run ends after each wait: a wait that was broken off releases no step.
 bool TaskRunner::awaitRelease(Deadlines& deadlines) const
 {
     if (task_.trigmode_ == TIMER) {
         sleepUntil(deadlines.next());
     } else if (task_.poll_) {
+        record_.waiting = true;
         while (!control_.ending() && !task_.poll_()) {
         }
+        record_.waiting = false;
         deadlines.releasedAt(monotonicNow());
     } else {
         while (!control_.ending() && monotonicNow() < deadlines.next()) {
@@ -97,7 +107,8 @@ void TaskRunner::step(Deadlines& deadlines)
 {
     const std::int64_t begun = monotonicNow();
     if (!task_.poll_) record_.latency.record(begun - deadlines.next());
-    task_.time_ = task_.offset_ + static_cast<double>(deadlines.index()) * task_.period_;
+    task_.time_ = periodic_ ? task_.offset_ + static_cast<double>(deadlines.index()) * task_.period_
+                            : static_cast<double>(begun - begin_) / static_cast<double>(kSecond);
     for (const auto& worker : workers_)
         worker->preStep(&task_);
     task_.entry_();
@@ -107,7 +118,7 @@ void TaskRunner::step(Deadlines& deadlines)
     record_.execution.record(executed);
     for (const auto& worker : workers_)
         worker->postStep(&task_);
-    judge(deadlines.stepEnded(monotonicNow()));
+    if (periodic_) judge(deadlines.stepEnded(monotonicNow()));
     if (first_) lookAtModel();
 }
 

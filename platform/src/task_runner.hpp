@@ -6,6 +6,7 @@
 #include <slrealtime/ModelInfo.hpp>
 #include <slrealtime/Worker.hpp>
 
+#include <atomic>
 #include <cstdint>
 #include <future>
 #include <memory>
@@ -21,6 +22,8 @@ struct TaskRecord
     Histogram latency;
     Histogram execution;
     std::uint64_t missed = 0;
+    std::atomic<bool> waiting = false;  ///< in a poll_ that may block: a signal there interrupts no step
+    std::atomic<bool> left = false;     ///< no further wait
 };
 
 /** When a run ends by itself; 0 stands for no limit. */
@@ -36,7 +39,7 @@ std::int64_t monotonicNow();
 
 /**
  * One task's life on its thread. The step path allocates nothing, takes no lock and makes no system call but
- * the sleep until its deadline. The first task is the one that ends the run by itself.
+ * the wait for its deadline or event. The first task is the one that ends the run by itself.
  */
 class TaskRunner
 {
@@ -50,6 +53,7 @@ public:
 
 private:
     void stepUntilEnd(std::int64_t begin);
+    bool limitReached(const Deadlines& deadlines) const;
     bool awaitRelease(Deadlines& deadlines) const;
     void sleepUntil(std::int64_t deadline) const;
     void step(Deadlines& deadlines);
@@ -63,6 +67,8 @@ private:
     RunControl& control_;
     TaskRecord& record_;
     bool first_;
+    bool periodic_;
+    std::int64_t begin_ = 0;
     unsigned overloadsInARow_ = 0;
 };
 

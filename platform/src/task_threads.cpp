@@ -3,18 +3,32 @@
 #include "signal_mask.hpp"
 
 #include <algorithm>
+#include <chrono>
 
 namespace slrealtime {
 
 namespace {
 
 constexpr std::int64_t kLeadNs = 10'000'000;  // all threads are asleep on their first deadline by then
+constexpr std::chrono::milliseconds kWakeInterval(1);
 
 }  // namespace
 
+WakeHandler::WakeHandler()
+{
+    struct sigaction action = {};
+    action.sa_handler = [](int /*signal*/) {};  // and no SA_RESTART
+    ::sigaction(kWakeSignal, &action, &before_);
+}
+
+WakeHandler::~WakeHandler()
+{
+    ::sigaction(kWakeSignal, &before_, nullptr);
+}
+
 TaskThreads::TaskThreads(ModelInfo& model, const Workers& workers, const RunLimits& limits,
                          RunControl& control, const std::vector<std::unique_ptr<TaskRecord>>& records)
-    : model_(model), control_(control)
+    : model_(model), control_(control), records_(records)
 {
     const SignalsBlocked blocked;
     const auto begin = begin_.get_future().share();
@@ -25,6 +39,7 @@ TaskThreads::TaskThreads(ModelInfo& model, const Workers& workers, const RunLimi
                  begin]() mutable { runner.run(begin); });
         } catch (const std::system_error& error) {  // not thrown on: the threads that exist are to be joined
             control.fail(std::string("cannot create a task's thread: ") + error.what());
+            break;
         }
     }
 }
@@ -33,8 +48,21 @@ TaskThreads::~TaskThreads()
 {
     control_.end();
     if (!released_) begin_.set_value(0);
+    breakWaitsOff();
     for (auto& thread : threads_)
         thread.join();
+}
+
+// A signal that comes just before the blocking call is lost, so it is sent until the thread has left.
+void TaskThreads::breakWaitsOff()
+{
+    for (std::size_t i = 0; i < threads_.size(); ++i) {
+        if (model_.tasks_[i].trigmode_ != INTERRUPT) continue;
+        while (!records_[i]->left) {
+            if (records_[i]->waiting) ::pthread_kill(threads_[i].native_handle(), kWakeSignal);
+            std::this_thread::sleep_for(kWakeInterval);
+        }
+    }
 }
 
 std::vector<TaskFacts> TaskThreads::makeRealTime(const Machine& machine, Reasons& reasons)

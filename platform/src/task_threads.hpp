@@ -3,11 +3,25 @@
 #include "report_data.hpp"
 #include "task_runner.hpp"
 
+#include <csignal>
 #include <future>
 #include <thread>
 #include <vector>
 
 namespace slrealtime {
+
+/** While it lives, kWakeSignal makes a blocking call return instead of being ignored. */
+class WakeHandler
+{
+public:
+    WakeHandler();
+    ~WakeHandler();
+    WakeHandler(const WakeHandler&) = delete;
+    WakeHandler& operator=(const WakeHandler&) = delete;
+
+private:
+    struct sigaction before_ = {};
+};
 
 /** The threads of all tasks, from waiting for their common begin to the end of the run. */
 class TaskThreads
@@ -27,8 +41,12 @@ public:
     void release();
 
 private:
+    void breakWaitsOff();
+
     ModelInfo& model_;
     RunControl& control_;
+    const std::vector<std::unique_ptr<TaskRecord>>& records_;
+    WakeHandler wakeHandler_;
     std::promise<std::int64_t> begin_;
     bool released_ = false;
     std::unique_ptr<MemoryLock> memory_;

@@ -16,14 +16,14 @@ namespace slrealtime {
 enum TimingMode : std::int32_t
 {
     PERIODIC = 0,     ///< at every multiple of the period
-    ASYNCHRONOUS = 1  ///< whenever its event happens
+    ASYNCHRONOUS = 1  ///< whenever its event happens; INTERRUPT or POLLING, with a `poll_`
 };
 
 /** What starts a step. Unscoped: both `TriggerMode::TIMER` and `TIMER` are in use. */
 enum TriggerMode : std::int32_t
 {
     TIMER = 0,      ///< the thread sleeps until the deadline
-    INTERRUPT = 1,  ///< a board's interrupt
+    INTERRUPT = 1,  ///< a board's interrupt, for which `poll_` waits
     POLLING = 2     ///< the thread spins, on the clock or on `poll_`
 };
 
@@ -41,17 +41,23 @@ struct TaskInfo
     std::function<void()> init_ = {};   ///< after the model's `initialize_`; may be empty
     std::function<void()> start_ = {};  ///< after the workers' start(), before the first step; may be empty
     std::function<void()> entry_ = {};  ///< one step
-    std::function<bool()> poll_ = {};   ///< POLLING: true releases the step; empty spins on the clock instead
-    TriggerMode trigmode_ = TIMER;      ///< what starts a step
-    TimingMode mode_ = PERIODIC;        ///< how steps follow each other
-    double period_ = 0.0;               ///< seconds, above 0
-    double offset_ = 0.0;               ///< seconds by which the first deadline comes later
-    int priority_ = 0;  ///< SCHED_FIFO priority 1 to 99; 0: 80, one less for each task further on
+    /**
+     * What releases a step: true. POLLING calls it over and over (empty: it spins on the clock instead).
+     * INTERRUPT expects it to enable the interrupt and block until it comes; it is called again after the
+     * step, after false, and not at all once the run ends. A signal ends the blocking then: return false.
+     */
+    std::function<bool()> poll_ = {};
+    TriggerMode trigmode_ = TIMER;  ///< what starts a step
+    TimingMode mode_ = PERIODIC;    ///< how steps follow each other
+    double period_ = 0.0;           ///< PERIODIC: seconds, above 0; of an interrupt the one expected
+    double offset_ = 0.0;           ///< seconds by which the first deadline comes later
+    int priority_ = 0;              ///< SCHED_FIFO priority 1 to 99; 0: 80, one less for each task further on
 
     std::uint64_t runCount_ = 0;  ///< steps done
     std::uint64_t overload_ = 0;  ///< steps that ended after the following deadline
     double tet_ = 0.0;   ///< seconds: execution time of the last step (workers' preStep and `entry_`)
-    double time_ = 0.0;  ///< seconds: model time of the step, `offset_` plus a multiple of `period_`
+    double time_ = 0.0;  ///< seconds: model time of the step, `offset_` plus a multiple of `period_`;
+                         ///< ASYNCHRONOUS: since the begin of the run
 };
 
 /** A named range of the model's memory (parameters, signals, states), for tools. The executive does not touch

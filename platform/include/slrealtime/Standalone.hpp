@@ -14,10 +14,15 @@
 #include <memory>
 #include <string>
 #include <utility>
+#include <variant>
 #include <vector>
 
 namespace CLI {
 class App;
+}
+
+namespace slrealtime {
+class Histogram;
 }
 
 namespace slrealtime::standalone {
@@ -39,29 +44,12 @@ SLREALTIME_API void setModelInfo(const ModelInfo& model);
  */
 SLREALTIME_API void runStartCallbacks();
 
-/** Lines that a model adds to the run report, such as {"board", "00:03.0 1234:11e8, BAR 0 at 0xfe000000, 1
- * MiB"}. */
-using Description = std::vector<std::pair<std::string, std::string>>;
-
 /** Exit statuses of a model program. */
 enum ExitStatus : int
 {
     kExitDone = 0,    ///< ran to its end
     kExitFailed = 1,  ///< the model, the platform or the report failed
     kExitUsage = 2    ///< the command line was wrong; nothing ran
-};
-
-/** How to run a model. The defaults run until a signal, with no file written. */
-struct RunOptions
-{
-    std::uint64_t steps_ = 0;      ///< end after this many steps of the first task; 0: no limit
-    double duration_ = 0.0;        ///< end at this model time of the first task, in seconds; 0: no limit
-    unsigned maxOverloads_ = 100;  ///< more consecutive overloads of a task than this stop the model
-    std::filesystem::path reportFile_ = {};  ///< JSON run report, replaced as a whole; empty: none
-    std::filesystem::path logFile_ = {};     ///< rotating log file; empty: none
-    boost::log::trivial::severity_level logLevel_ =
-        boost::log::trivial::info;                ///< least level shown and written
-    std::function<Description()> describe_ = {};  ///< asked once when the steps have ended, boards still open
 };
 
 /** Times of one kind over a run, in microseconds; all 0 when count_ is 0. Percentiles are within 2 % above.
@@ -84,6 +72,47 @@ struct TimeStatistics
         std::uint64_t count_ = 0;
     };
     std::vector<Bin> histogram_ = {};  ///< from the first bin in use to the last
+};
+
+/** Collects times, such as a block's interrupt latency, for the run report. One thread at a time. */
+class SLREALTIME_API TimeRecorder
+{
+public:
+    TimeRecorder();
+    ~TimeRecorder();
+    TimeRecorder(const TimeRecorder&) = delete;
+    TimeRecorder& operator=(const TimeRecorder&) = delete;
+
+    /** Counts a time; below 0 counts as 0. Real-time safe. */
+    void record(std::int64_t nanoseconds);
+
+    TimeStatistics statistics() const;
+
+private:
+    std::unique_ptr<Histogram> histogram_;
+};
+
+/** What a model adds to the run report. */
+struct Description
+{
+    /** Such as {"board", "00:03.0 1234:11e8, BAR 0 at 0xfe000000, 1 MiB"} or {"interrupts lost", 0}. Names
+     * differ. */
+    std::vector<std::pair<std::string, std::variant<std::string, std::uint64_t>>> facts_ = {};
+    /** Such as {"interrupt latency", recorder.statistics()}. Names differ. */
+    std::vector<std::pair<std::string, TimeStatistics>> times_ = {};
+};
+
+/** How to run a model. The defaults run until a signal, with no file written. */
+struct RunOptions
+{
+    std::uint64_t steps_ = 0;      ///< end after this many steps of the first task; 0: no limit
+    double duration_ = 0.0;        ///< end at this model time of the first task, in seconds; 0: no limit
+    unsigned maxOverloads_ = 100;  ///< more consecutive overloads of a task than this stop the model
+    std::filesystem::path reportFile_ = {};  ///< JSON run report, replaced as a whole; empty: none
+    std::filesystem::path logFile_ = {};     ///< rotating log file; empty: none
+    boost::log::trivial::severity_level logLevel_ =
+        boost::log::trivial::info;                ///< least level shown and written
+    std::function<Description()> describe_ = {};  ///< asked once when the steps have ended, boards still open
 };
 
 /** What one task did. */
@@ -117,12 +146,13 @@ struct RunResult
  * terminate() for every worker whose initialize() was called, terminate_ when initialize_ was called, also
  * when that call is the one that failed.
  *
- * What the executive cannot run (no task, a period of 0, an INTERRUPT trigger, ASYNCHRONOUS timing) is
- * refused before anything is created.
+ * What the executive cannot run (no task, a period of 0, an INTERRUPT trigger or ASYNCHRONOUS timing without
+ * a poll_) is refused before anything is created.
  *
- * Steps are released at absolute deadlines on CLOCK_MONOTONIC. A step that ends after the following deadline
- * counts as one overload; the deadlines it ran past are skipped, never made up for, and time_ stays on the
- * grid.
+ * A TIMER task's steps are released at absolute deadlines on CLOCK_MONOTONIC, those of an INTERRUPT or
+ * POLLING task by its poll_; a PERIODIC one's next deadline is then a period later. The limits in `options`
+ * are looked at before each wait of the first task. A step that ends after the following deadline counts as
+ * one overload; the deadlines it ran past are skipped, never made up for, and time_ stays on the grid.
  *
  * While it runs, SIGINT and SIGTERM are taken over, memory is locked, records are logged through queues
  * (Logger.hpp) and a crash flushes these before it takes its course. Afterwards no thread remains, the
@@ -141,7 +171,7 @@ SLREALTIME_API RunResult runModel(ModelInfo model, const RunOptions& options);
  *
  * @param model      what to run; its functions run after the command line was read
  * @param addOptions adds the model's own options to the command line; what they fill must outlive this call
- * @param describe   the model's own lines in the run report, asked once when the steps have ended and the
+ * @param describe   what the model adds to the run report, asked once when the steps have ended and the
  *                   model is not yet terminated; not when the start failed
  * @return an ExitStatus
  */

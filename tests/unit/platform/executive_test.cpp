@@ -238,8 +238,8 @@ TEST_F(Executive, WhatItCannotRunIsRefusedBeforeAnythingIsCreated)
         EXPECT_THAT(run().failure_, HasSubstr(because));
         model_ = before;
     };
-    refused([this] { base().trigmode_ = INTERRUPT; }, "task 0: the INTERRUPT trigger is not supported yet");
-    refused([this] { base().mode_ = ASYNCHRONOUS; }, "ASYNCHRONOUS timing");
+    refused([this] { base().trigmode_ = INTERRUPT; }, "task 0: nothing waits for its interrupt: set poll_");
+    refused([this] { base().mode_ = ASYNCHRONOUS; }, "ASYNCHRONOUS steps need an event");
     refused([this] { base().period_ = 0.0; }, "set period_");
     refused([this] { base().entry_ = {}; }, "set entry_");
     refused([this] { base().priority_ = 100; }, "set priority_");
@@ -253,7 +253,7 @@ TEST_F(Executive, JsonReportSaysWhatTheResultSays)
 {
     const test::Folder folder;
     options_.reportFile_ = folder / "report.json";
-    options_.describe_ = [] { return standalone::Description{{"board", "00:03.0 \xff"}}; };
+    options_.describe_ = [] { return standalone::Description{{{"board", "00:03.0 \xff"}}}; };
     const auto result = runSteps(20);
     const auto report = nlohmann::json::parse(test::contents(options_.reportFile_));
     EXPECT_EQ("PASS", report["result"]);
@@ -262,7 +262,7 @@ TEST_F(Executive, JsonReportSaysWhatTheResultSays)
     EXPECT_EQ(result.tasks_.at(0).latency_.max_, report["tasks"][0]["latency_us"]["max"]);
     EXPECT_EQ(result.notRealTime_, report["not_real_time_because"]);
     EXPECT_EQ(result.notRealTime_.empty(), report["real_time"]);
-    EXPECT_EQ("board", report["description"][0]["name"]);
+    EXPECT_EQ("00:03.0 \uFFFD", report["description"]["board"]);
     std::size_t inBins = 0;
     for (const auto& bin : report["tasks"][0]["execution_us"]["histogram"])
         inBins += bin["count"].get<std::size_t>();

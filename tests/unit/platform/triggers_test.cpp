@@ -1,0 +1,121 @@
+#include "child.hpp"
+#include <slrealtime/Standalone.hpp>
+
+#include <gmock/gmock.h>
+#include <nlohmann/json.hpp>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+
+using namespace slrealtime;  // NOLINT(google-build-using-namespace)
+using testing::HasSubstr;
+
+namespace {
+
+/** An interrupt source that a test raises: `wait` blocks in one read, as a driver block's wait does. */
+class Source
+{
+public:
+    ~Source() { ::close(event_); }
+    void raise() const { EXPECT_EQ(0, ::eventfd_write(event_, 1)); }
+    bool wait()
+    {
+        eventfd_t one = 0;
+        if (::eventfd_read(event_, &one) == 0) return true;
+        interrupted_ += errno == EINTR ? 1 : 0;
+        return false;
+    }
+    int interrupted() const { return interrupted_; }
+
+private:
+    int event_ = ::eventfd(0, EFD_CLOEXEC | EFD_SEMAPHORE);
+    int interrupted_ = 0;
+};
+
+class Triggers : public testing::Test
+{
+protected:
+    Triggers()
+    {
+        options_.logLevel_ = boost::log::trivial::error;
+        interrupt_.trigmode_ = INTERRUPT;
+        interrupt_.period_ = 3600.0;
+        interrupt_.poll_ = [this] { return source_.wait(); };
+        interrupt_.entry_ = [this] { ++steps_; };
+        timer_.period_ = 0.001;
+        timer_.entry_ = [this] { source_.raise(); };
+    }
+    standalone::RunResult run(std::vector<TaskInfo> tasks, std::uint64_t steps)
+    {
+        ModelInfo model;
+        model.tasks_ = std::move(tasks);
+        options_.steps_ = steps;
+        return standalone::runModel(model, options_);
+    }
+
+    Source source_;
+    TaskInfo interrupt_;
+    TaskInfo timer_;
+    standalone::RunOptions options_;
+    std::uint64_t steps_ = 0;
+};
+
+}  // namespace
+
+TEST_F(Triggers, AnInterruptDrivesTheBaseRateAndTheRunEndsWithItsSteps)
+{
+    const auto result = run({interrupt_, timer_}, 20);
+    EXPECT_EQ(0, result.exitStatus_) << result.failure_;
+    EXPECT_EQ(20U, steps_);
+    EXPECT_EQ(20U, result.tasks_.at(0).steps_);
+    EXPECT_EQ(0U, result.tasks_.at(0).overloads_);
+    EXPECT_DOUBLE_EQ(19 * 3600.0, getModelInstanceModelInfo().tasks_[0].time_) << "model time counts periods";
+    EXPECT_THAT(result.report_, HasSubstr("Task 0: interrupt, period"));
+}
+
+TEST_F(Triggers, AnAsynchronousTaskStepsBesideTheTimerAndItsTimeIsTheRuns)
+{
+    const test::Folder folder;
+    options_.reportFile_ = folder / "report.json";
+    interrupt_.mode_ = ASYNCHRONOUS;
+    interrupt_.period_ = 0.0;
+    interrupt_.entry_ = [this] {
+        ++steps_;
+        ::usleep(3000);  // longer than the base period: no deadline of its own to miss
+    };
+    const auto result = run({timer_, interrupt_}, 30);
+    EXPECT_GE(steps_, 5U);
+    EXPECT_EQ(0U, result.tasks_.at(1).overloads_);
+    const double time = getModelInstanceModelInfo().tasks_[1].time_;
+    EXPECT_GT(time, 0.005);
+    EXPECT_LT(time, 60.0);
+    const auto report = nlohmann::json::parse(test::contents(options_.reportFile_));
+    EXPECT_EQ("interrupt", report["tasks"][1]["trigger"]);
+    EXPECT_EQ("asynchronous", report["tasks"][1]["timing"]);
+}
+
+TEST_F(Triggers, TheEndOfTheRunBreaksAWaitOffAndNoStepFollows)
+{
+    timer_.entry_ = [] {};
+    const auto before = std::signal(SIGURG, SIG_IGN);
+    const auto result = run({timer_, interrupt_}, 5);
+    EXPECT_EQ(SIG_IGN, std::signal(SIGURG, before)) << "the disposition comes back";
+    EXPECT_EQ(0, result.exitStatus_) << result.failure_;
+    EXPECT_EQ(0U, steps_);
+    EXPECT_GE(source_.interrupted(), 1);
+}
+
+TEST_F(Triggers, ASignalToTheProcessEndsAModelThatWaitsForItsBaseRate)
+{
+    timer_.entry_ = [] { ::kill(::getpid(), SIGTERM); };
+    EXPECT_EQ(0, run({interrupt_, timer_}, 0).exitStatus_);
+    EXPECT_EQ(0U, steps_);
+}
+
+TEST_F(Triggers, AnExceptionInAWaitStopsTheModel)
+{
+    interrupt_.poll_ = []() -> bool { throw std::runtime_error("the board is gone"); };
+    EXPECT_EQ("step of task 0: the board is gone", run({interrupt_, timer_}, 5).failure_);
+}
