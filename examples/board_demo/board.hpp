@@ -19,13 +19,22 @@ constexpr uint32_t kModuleType = 1;
 /// Registers in BAR 0, 32 bits each.
 enum class Register : std::size_t
 {
-    identification = 0x00,  ///< 0xRRrr00ED: major and minor revision
-    liveness = 0x04,        ///< reads the inverse of what was written
-    factorial = 0x08,       ///< write n, read n! when the status says so
-    status = 0x20,          ///< bit 0: computing
-    interruptStatus = 0x24,
-    interruptAcknowledge = 0x64
+    identification = 0x00,        ///< 0xRRrr00ED: major and minor revision
+    liveness = 0x04,              ///< reads the inverse of what was written
+    factorial = 0x08,             ///< write n, read n! when the status says so
+    status = 0x20,                ///< bit 0: computing
+    interruptStatus = 0x24,       ///< causes, ORed together
+    interruptRaise = 0x60,        ///< the written bits become causes
+    interruptAcknowledge = 0x64,  ///< the written bits are causes no more
+    dmaSource = 0x80,
+    dmaDestination = 0x88,
+    dmaCount = 0x90,
+    dmaCommand = 0x98
 };
+
+/// Causes of an interrupt.
+constexpr uint32_t kRaised = 0x001;
+constexpr uint32_t kDmaDone = 0x100;
 
 constexpr uint32_t kIdentificationMask = 0x0000FFFF;
 constexpr uint32_t kIdentification = 0x000000ED;
@@ -39,6 +48,9 @@ struct Board
 
     [[nodiscard]] uint32_t read(Register which) const;
     void write(Register which, uint32_t value) const;
+    /// Ends a transfer that is under way, by waiting for it, and takes its interrupt back.
+    /// @return whether the board is at rest: its memory may be freed
+    [[nodiscard]] bool quiesce() const;
 };
 
 /// Where to look for the board: by position among equal boards, or at a bus and slot.

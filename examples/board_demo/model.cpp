@@ -1,11 +1,14 @@
-// A model on a board: a fast task writes a pattern to the board and reads it back, a slow one lets it
-// compute.
+// A model on a board: a fast task writes a pattern to the board and reads it back, a slow one lets the board
+// compute and move memory. The board's interrupt is received beside them or, with --trigger interrupt, drives
+// the fast task.
 //
 // What generated code does for a block diagram is written out by hand here: blocks are made, started, stepped
 // and terminated in the diagram's order.
 
 #include "digital_block.hpp"
+#include "dma_block.hpp"
 #include "factorial_block.hpp"
+#include "interrupt_block.hpp"
 #include "setup_block.hpp"
 #include <slrealtime/ModelInfo.hpp>
 #include <slrealtime/Standalone.hpp>
@@ -18,6 +21,9 @@
 #include <exception>
 #include <memory>
 #include <numbers>
+#include <string>
+#include <utility>
+#include <vector>
 
 namespace {
 
@@ -27,7 +33,9 @@ constexpr uint32_t kModuleId = 1;
 constexpr double kFastPeriod = 0.001;
 constexpr double kSlowPeriod = 0.01;
 constexpr int kFastPriority = 90;
+constexpr int kStimulusPriority = 85;
 constexpr int kSlowPriority = 80;
+constexpr int kInterruptPriority = 60;
 
 /// A sine of 1 Hz over the range of the board's register: the model's own computation.
 uint32_t sineAt(double seconds)
@@ -41,6 +49,9 @@ class Model
 public:
     demo::BoardLocation location;
     bool withoutBoard = false;
+    std::string trigger = "timer";
+
+    [[nodiscard]] bool interruptDriven() const { return trigger == "interrupt"; }
 
     /// Registered before the platform initialises its services.
     void registerEarly()
@@ -58,30 +69,54 @@ public:
         setup_->start();
         if (error == nullptr) digital_.start();
         if (error == nullptr) factorial_.start();
+        if (error == nullptr) dma_.start();
+        if (error == nullptr)
+            interrupt_.start(interruptDriven(), interruptDriven() ? kFastPriority : kInterruptPriority);
     }
 
     void stepFast()
     {
         const uint32_t pattern = sineAt(static_cast<double>(steps_++) * kFastPeriod);
-        if (!withoutBoard) digital_.step(pattern);
+        if (withoutBoard) return;
+        if (interruptDriven())
+            interrupt_.receive();
+        else
+            interrupt_.raise();
+        digital_.step(pattern);
     }
 
     void stepSlow()
     {
-        if (!withoutBoard) factorial_.step();
+        if (withoutBoard) return;
+        factorial_.step();
+        dma_.step();
     }
+
+    void raiseInterrupt() { interrupt_.raise(); }
+    bool waitForInterrupt() { return interrupt_.wait(); }
+    void receiveInterrupt() { interrupt_.receive(); }
 
     void terminate()
     {
-        if (!withoutBoard) setup_->terminate();
+        if (withoutBoard) return;
+        interrupt_.terminate();
+        dma_.terminate();
+        setup_->terminate();
     }
 
-    [[nodiscard]] Description describe() const
+    [[nodiscard]] Description describe()
     {
         if (withoutBoard) return {{{"board", "none, as asked"}}};
+        interrupt_.collectLast();
         return {{{"board", setup_->describe()},
                  {"patterns verified", digital_.verified()},
-                 {"factorials verified", factorial_.verified()}}};
+                 {"factorials verified", factorial_.verified()},
+                 {"interrupts raised", interrupt_.raised()},
+                 {"interrupts received", interrupt_.received()},
+                 {"interrupts lost", interrupt_.raised() - interrupt_.received()},
+                 {"bytes moved by DMA", dma_.moved()},
+                 {"bytes verified", dma_.verified()}},
+                {{"interrupt latency", interrupt_.latency()}}};
     }
 
     demo::ModelError error = nullptr;
@@ -90,17 +125,41 @@ private:
     std::unique_ptr<demo::SetupBlock> setup_;
     demo::DigitalBlock digital_{kModuleId, error};
     demo::FactorialBlock factorial_{kModuleId, error};
+    demo::DmaBlock dma_{kModuleId, error};
+    demo::InterruptBlock interrupt_{kModuleId, dma_, error};
     uint64_t steps_ = 0;
 };
 
-slrealtime::TaskInfo task(int index, double period, int priority, std::function<void()> step)
+slrealtime::TaskInfo timerTask(double period, int priority, std::function<void()> step)
 {
     slrealtime::TaskInfo info;
-    info.index_ = index;
     info.period_ = period;
     info.priority_ = priority;
     info.entry_ = std::move(step);
     return info;
+}
+
+slrealtime::TaskInfo interruptTask(Model& model, slrealtime::TimingMode mode, int priority,
+                                   std::function<void()> step)
+{
+    auto info = timerTask(kFastPeriod, priority, std::move(step));
+    info.trigmode_ = slrealtime::INTERRUPT;
+    info.mode_ = mode;
+    info.poll_ = [&model] { return model.waitForInterrupt(); };
+    return info;
+}
+
+std::vector<slrealtime::TaskInfo> tasks(Model& model)
+{
+    const auto fast = [&model] { model.stepFast(); };
+    auto slow = timerTask(kSlowPeriod, kSlowPriority, [&model] { model.stepSlow(); });
+    if (model.withoutBoard) return {timerTask(kFastPeriod, kFastPriority, fast), slow};
+    if (model.interruptDriven())  // a further task stands for the world that the board listens to
+        return {interruptTask(model, slrealtime::PERIODIC, kFastPriority, fast), slow,
+                timerTask(kFastPeriod, kStimulusPriority, [&model] { model.raiseInterrupt(); })};
+    return {timerTask(kFastPeriod, kFastPriority, fast), slow,
+            interruptTask(model, slrealtime::ASYNCHRONOUS, kInterruptPriority,
+                          [&model] { model.receiveInterrupt(); })};
 }
 
 }  // namespace
@@ -113,15 +172,20 @@ try {
     info.initialize_ = [&] { model.initialize(); };
     info.terminate_ = [&] { model.terminate(); };
     info.errorStatusPtr_ = &model.error;
-    info.tasks_ = {task(0, kFastPeriod, kFastPriority, [&] { model.stepFast(); }),
-                   task(1, kSlowPeriod, kSlowPriority, [&] { model.stepSlow(); })};
 
-    const auto addOptions = [&](CLI::App& commandLine) {
+    const auto addOptions = [&](CLI::App& commandLine, slrealtime::ModelInfo& toRun) {
+        commandLine
+            .add_option("--trigger", model.trigger, "What drives the fast task: timer or interrupt (timer)")
+            ->option_text("SOURCE")
+            ->check(CLI::IsMember({"timer", "interrupt"}));
         commandLine.add_flag("--without-board", model.withoutBoard, "Run the model's own computation only");
         commandLine.add_option("--position", model.location.position, "Which of several boards, from 1");
         commandLine.add_option("--bus", model.location.bus, "Bus of the board, with --slot");
         commandLine.add_option("--slot", model.location.slot, "Slot of the board instead of its position");
-        commandLine.callback([&] { model.registerEarly(); });
+        commandLine.callback([&] {
+            toRun.tasks_ = tasks(model);
+            model.registerEarly();
+        });
     };
     return slrealtime::standalone::modelMain(argc, argv, info, addOptions, [&] { return model.describe(); });
 } catch (const std::exception& problem) {

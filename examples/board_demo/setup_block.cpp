@@ -27,8 +27,7 @@ void SetupBlock::prepareEarly()
     if (!find(board.pci)) return;  // start() reports it
     board.registers = mapRegisters(board.pci);
     if (board.registers == nullptr) return;
-    board.write(Register::interruptAcknowledge, board.read(Register::interruptStatus));
-    prepared_ = true;
+    prepared_ = board.quiesce();
 }
 
 void SetupBlock::start()

@@ -56,7 +56,8 @@ bool print(const std::string& text)
 
 }  // namespace
 
-int modelMain(int argc, char** argv, ModelInfo model, const std::function<void(CLI::App&)>& addOptions,
+int modelMain(int argc, char** argv, ModelInfo model,
+              const std::function<void(CLI::App&, ModelInfo&)>& addOptions,
               const std::function<Description()>& describe)
 {
     if (model.modelName_.empty()) model.modelName_ = programName();
@@ -65,7 +66,7 @@ int modelMain(int argc, char** argv, ModelInfo model, const std::function<void(C
     options.logFile_ = defaultLogFile(model.modelName_);
     CLI::App app("Runs the model " + model.modelName_ + " in real time.", programName());
     addCommonOptions(app, options);
-    if (addOptions) addOptions(app);
+    if (addOptions) addOptions(app, model);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

@@ -82,8 +82,8 @@ bool TaskRunner::awaitRelease(Deadlines& deadlines) const
         sleepUntil(deadlines.next());
     } else if (task_.poll_) {
         record_.waiting = true;
-        while (!control_.ending() && !task_.poll_()) {
-        }
+        while (!control_.ending() && !task_.poll_())
+            if (first_) lookAtModel();
         record_.waiting = false;
         deadlines.releasedAt(monotonicNow());
     } else {

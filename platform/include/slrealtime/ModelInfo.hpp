@@ -77,7 +77,7 @@ struct ModelInfo
     std::function<void()> terminate_ = {};   ///< the blocks' termination; may be empty
     const char** errorStatusPtr_ =
         nullptr;  ///< a text other than null there stops the model with that error; looked
-                  ///< at after initialisation, start and each step of the first task
+                  ///< at after initialisation, start, and each step and each vain wait of the first task
     std::function<bool()> stopRequested_ =
         {};                               ///< true ends the run; asked after each step of the first task
     std::vector<TaskInfo> tasks_ = {};    ///< the first one is the base rate

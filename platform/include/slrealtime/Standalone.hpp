@@ -170,13 +170,14 @@ SLREALTIME_API RunResult runModel(ModelInfo model, const RunOptions& options);
  * `<dir>/log/<model>.log` unless --log-file says otherwise.
  *
  * @param model      what to run; its functions run after the command line was read
- * @param addOptions adds the model's own options to the command line; what they fill must outlive this call
+ * @param addOptions adds the model's own options to the command line; what they fill must outlive this
+ *                   call. They may change the model, which is passed along, until the command line is read
  * @param describe   what the model adds to the run report, asked once when the steps have ended and the
  *                   model is not yet terminated; not when the start failed
  * @return an ExitStatus
  */
 SLREALTIME_API int modelMain(int argc, char** argv, ModelInfo model,
-                             const std::function<void(CLI::App&)>& addOptions = {},
+                             const std::function<void(CLI::App&, ModelInfo&)>& addOptions = {},
                              const std::function<Description()>& describe = {});
 
 }  // namespace slrealtime::standalone
