@@ -16,5 +16,6 @@
 #include <qm/pci_topology.h>
 #include <qm/registry.h>
 #include <qm/target.h>
+#include <qm/threads.h>
 
 #endif
