@@ -1,0 +1,245 @@
+#include "log_capture.hpp"
+#include <qm.h>
+
+#include <dlfcn.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <pthread.h>
+#include <sched.h>
+#include <semaphore.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <string>
+#include <string_view>
+
+extern "C" void __lsan_disable() __attribute__((weak));
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+std::string_view failingStep;
+
+/// Whether this process may have real-time threads; without that right a refusal is what is expected.
+bool mayBeRealTime()
+{
+    constexpr sched_param lowest = {.sched_priority = 1};
+    constexpr sched_param none = {};
+    return sched_setscheduler(0, SCHED_FIFO, &lowest) == 0 && sched_setscheduler(0, SCHED_OTHER, &none) == 0;
+}
+
+void* doNothing(void* /*argument*/)
+{
+    return nullptr;
+}
+
+void* noteScheduling(void* argument)
+{
+    auto* const noted = static_cast<std::atomic<int>*>(argument);
+    sched_param parameters{};
+    int policy = 0;
+    (void)pthread_getschedparam(pthread_self(), &policy, &parameters);
+    *noted = policy * 100 + parameters.sched_priority;
+    return nullptr;
+}
+
+class Threads : public testing::Test
+{
+protected:
+    /// A thread with a handle; not real-time where that is not allowed.
+    static void* start(void* (*func)(void*), void* argument)
+    {
+        if (void* const handle = qm_createThread(func, argument)) return handle;
+        auto* const handle = new pthread_t;
+        EXPECT_EQ(0, pthread_create(handle, nullptr, func, argument));
+        return handle;
+    }
+
+    static void dropRights()
+    {
+        constexpr rlimit none = {};
+        ASSERT_EQ(0, setrlimit(RLIMIT_RTPRIO, &none));
+        if (geteuid() == 0) {
+            ASSERT_EQ(0, setresuid(65534, 65534, 65534));
+        }
+        ASSERT_FALSE(mayBeRealTime());
+    }
+
+    /// A thread that could not be created leaves its handle's storage behind, on purpose.
+    static void* createInVain()
+    {
+        if (__lsan_disable != nullptr) __lsan_disable();
+        return qm_createThread(&doNothing, nullptr);
+    }
+
+    qm::test::LogCapture log_;
+};
+
+TEST_F(Threads, StartAtTheLowestRealTimePriority)
+{
+    if (!mayBeRealTime()) {
+        EXPECT_EQ(nullptr, createInVain());
+        return;
+    }
+    std::atomic<int> scheduling = 0;
+    void* const thread = qm_createThread(&noteScheduling, &scheduling);
+    ASSERT_NE(nullptr, thread);
+    while (scheduling == 0) {
+    }
+    EXPECT_EQ(SCHED_FIFO * 100 + 1, scheduling);
+    EXPECT_EQ(0, qm_destroyThread(thread)) << "also of one that has ended";
+    EXPECT_THAT(log_.lines(), ElementsAre("debug QM: created thread with prio 1"));
+}
+
+TEST_F(Threads, WithoutTheRightAreRefused)
+{
+    dropRights();
+    EXPECT_EQ(nullptr, createInVain());
+    EXPECT_THAT(log_.lines(), ElementsAre("error QM: pthread_create returns 1: Operation not permitted"));
+}
+
+class FailingStep : public Threads, public testing::WithParamInterface<const char*>
+{};
+
+TEST_P(FailingStep, IsLoggedAndNoThreadStarted)
+{
+    failingStep = GetParam();
+    EXPECT_EQ(nullptr, createInVain());
+    const std::string withPriority = failingStep == "pthread_attr_setschedparam" ? " with prio 1" : "";
+    EXPECT_THAT(log_.lines(),
+                ElementsAre("error QM: " + std::string(failingStep) + " returns 22" + withPriority));
+}
+
+INSTANTIATE_TEST_SUITE_P(Of, FailingStep,
+                         testing::Values("pthread_attr_init", "pthread_attr_setinheritsched",
+                                         "pthread_attr_setschedpolicy", "pthread_attr_getschedparam",
+                                         "pthread_attr_setschedparam"),
+                         [](const auto& row) { return std::string(row.param); });
+
+struct BlockedThread
+{
+    const char* name;
+    void (*block)(BlockedThread*);
+    void* semaphore = nullptr;
+    std::atomic<bool>* hasBegun = nullptr;
+    std::atomic<bool>* isUnwound = nullptr;
+};
+
+void* blockForEver(void* argument)
+{
+    auto* const self = static_cast<BlockedThread*>(argument);
+    struct Unwound
+    {
+        ~Unwound() { *flag = true; }
+        std::atomic<bool>* flag;
+    } const unwound{self->isUnwound};
+    *self->hasBegun = true;
+    for (;;)
+        self->block(self);
+}
+
+class Blocked : public Threads, public testing::WithParamInterface<BlockedThread>
+{};
+
+TEST_P(Blocked, ThreadIsDestroyedAndTheProcessLives)
+{
+    std::atomic<bool> hasBegun = false;
+    std::atomic<bool> isUnwound = false;
+    BlockedThread self = GetParam();
+    self.semaphore = qm_createSemaphore(0);
+    self.hasBegun = &hasBegun;
+    self.isUnwound = &isUnwound;
+    void* const thread = start(&blockForEver, &self);
+    while (!hasBegun) {
+    }
+    (void)usleep(2000);  // let it block; right also when it has not yet
+    EXPECT_EQ(0, qm_destroyThread(thread));
+    EXPECT_TRUE(isUnwound);
+    qm_signalBaseRateSync();  // needs the lock that a cancelled wait had
+    EXPECT_EQ(0, qm_waitForBaseRateSync());
+    delete static_cast<sem_t*>(self.semaphore);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    In, Blocked,
+    testing::Values(BlockedThread{"ASemaphore",
+                                  [](BlockedThread* self) { qm_waitForSemaphore(self->semaphore); }},
+                    BlockedThread{"ASleep", [](BlockedThread*) { qm_wait_s(5000.0); }},
+                    BlockedThread{"TheBaseRate", [](BlockedThread*) { qm_waitForBaseRateSync(); }}),
+    [](const auto& row) { return row.param.name; });
+
+struct Scheduling
+{
+    const char* name;
+    int policy;
+    int priority;
+    int expected;
+};
+
+class Priority : public Threads, public testing::WithParamInterface<Scheduling>
+{};
+
+TEST_P(Priority, IsReadBackFromTheKernel)
+{
+    const Scheduling& row = GetParam();
+    const sched_param parameters = {.sched_priority = row.priority};
+    const bool isSet = sched_setscheduler(0, row.policy, &parameters) == 0;
+    EXPECT_EQ(isSet, row.expected == 0 || mayBeRealTime());
+    if (isSet) (void)sched_setscheduler(0, row.policy, &parameters);
+    EXPECT_EQ(isSet ? row.expected : 0, qm_getPidPriority(0));
+    EXPECT_EQ(isSet ? row.expected : 0, qm_getPidPriority(gettid()));
+}
+
+INSTANTIATE_TEST_SUITE_P(Of, Priority,
+                         testing::Values(Scheduling{"Fifo", SCHED_FIFO, 7, 7},
+                                         Scheduling{"RoundRobin", SCHED_RR, 8, 8},
+                                         Scheduling{"FifoReset", SCHED_FIFO | SCHED_RESET_ON_FORK, 9, 9},
+                                         Scheduling{"RoundRobinReset", SCHED_RR | SCHED_RESET_ON_FORK, 1, 1},
+                                         Scheduling{"Batch", SCHED_BATCH, 0, 0}),
+                         [](const auto& row) { return row.param.name; });
+
+TEST_F(Threads, PriorityIsRaised)
+{
+    const bool isAllowed = mayBeRealTime();
+    EXPECT_EQ(isAllowed ? 0 : -1, qm_setPidPriority(gettid(), 42));
+    EXPECT_EQ(isAllowed ? 42 : 0, qm_getPidPriority(gettid()));
+    EXPECT_EQ(isAllowed ? SCHED_FIFO : SCHED_OTHER, sched_getscheduler(0));
+    EXPECT_EQ(isAllowed, log_.lines().empty());
+}
+
+TEST_F(Threads, PriorityOutOfRangeIsRefusedWithTheTextOfMinusOne)
+{
+    EXPECT_EQ(-1, qm_setPidPriority(0, 100));
+    EXPECT_EQ(EINVAL, errno);
+    EXPECT_THAT(
+        log_.lines(),
+        ElementsAre("error QM: Elevating thread 0 to 100, sched_setscheduler returns -1: Unknown error -1"));
+}
+
+TEST_F(Threads, PriorityOfNobodyIsMinusOne)
+{
+    EXPECT_EQ(-1, qm_getPidPriority(0x3FFFFFFF));
+    EXPECT_EQ(ESRCH, errno);
+    EXPECT_EQ(-1, qm_getPidPriority(-1));
+    EXPECT_THAT(log_.lines(), IsEmpty());
+}
+
+}  // namespace
+
+// Come before the C library's, for libqm too.
+#define STEP(name, parameters, ...)                                                     \
+    extern "C" __attribute__((visibility("default"))) int name parameters noexcept      \
+    {                                                                                   \
+        if (failingStep == #name) return EINVAL;                                        \
+        return reinterpret_cast<decltype(&name)>(dlsym(RTLD_NEXT, #name))(__VA_ARGS__); \
+    }
+
+STEP(pthread_attr_init, (pthread_attr_t * self), self)
+STEP(pthread_attr_setinheritsched, (pthread_attr_t * self, int inherit), self, inherit)
+STEP(pthread_attr_setschedpolicy, (pthread_attr_t * self, int policy), self, policy)
+STEP(pthread_attr_getschedparam, (const pthread_attr_t* self, sched_param* read), self, read)
+STEP(pthread_attr_setschedparam, (pthread_attr_t * self, const sched_param* wanted), self, wanted)
