@@ -7,6 +7,7 @@
 
 #include <qm/api.h>
 #include <qm/base_rate.h>
+#include <qm/dma.h>
 #include <qm/error.h>
 #include <qm/lifecycle.h>
 #include <qm/log.h>

@@ -15,6 +15,8 @@ class FileDescriptor
 public:
     /// Opens close-on-exec; false and errno when that fails. No creation mode is passed.
     FileDescriptor(const char* path, int flags) : fd_(::open(path, flags | O_CLOEXEC)) {}
+    /// Takes over what another function opened; false for -1.
+    static FileDescriptor adopt(int descriptor) { return FileDescriptor(descriptor); }
     FileDescriptor(FileDescriptor&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
     FileDescriptor& operator=(FileDescriptor&& other) noexcept
     {
@@ -33,6 +35,8 @@ public:
     [[nodiscard]] int release() { return std::exchange(fd_, -1); }
 
 private:
+    explicit FileDescriptor(int descriptor) : fd_(descriptor) {}
+
     int fd_;
 };
 
