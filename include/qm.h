@@ -8,6 +8,7 @@
 #include <qm/api.h>
 #include <qm/base_rate.h>
 #include <qm/error.h>
+#include <qm/interrupts.h>
 #include <qm/lifecycle.h>
 #include <qm/log.h>
 #include <qm/paths.h>
