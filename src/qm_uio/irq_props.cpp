@@ -86,9 +86,8 @@ int qm_uio_setIrqProps(qm_InterruptContext* context)
     if (!wanted) return 0;
     context->irq_cpu_assigned = wanted->cpu;
     if (wanted->priority < kLowestPriority) {
-        qm::setErrorText(
-            "Requested invalid IRQ thread priority value %d. Priority must be between 1 and 99.",
-            wanted->priority);
+        qm::setErrorText("Requested invalid IRQ thread priority value %d. Priority must be between 1 and 99.",
+                         wanted->priority);
         return -1;
     }
     qm_printf(qm_debug, "Setting IRQ thread PID %d to priority = %d\n", thread, wanted->priority);
