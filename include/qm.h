@@ -9,6 +9,7 @@
 #include <qm/base_rate.h>
 #include <qm/dma.h>
 #include <qm/error.h>
+#include <qm/interrupts.h>
 #include <qm/lifecycle.h>
 #include <qm/log.h>
 #include <qm/paths.h>
