@@ -175,7 +175,7 @@ static int quillmark_probe(struct pci_dev *pdev, const struct pci_device_id *id)
 		 PCI_FUNC(pdev->devfn));
 	board->uio.name = board->name;
 	board->uio.version = "1";
-	board->uio.irq = pdev->irq ? pdev->irq : UIO_IRQ_NONE;
+	board->uio.irq = pdev->irq;
 	board->uio.irq_flags = IRQF_SHARED;
 	board->uio.handler = quillmark_handler;
 	board->uio.irqcontrol = quillmark_irqcontrol;
