@@ -17,6 +17,13 @@ die() {
     exit "$EXIT_TARGET"
 }
 
+# A folder with its own name for every version of the sources: a running target may be serving another one's.
+modules_folder() { # RELEASE
+    local sum
+    sum=$({ printf '%s\n' "$1"; cat -- "$here"/modules/*; } | sha256sum)
+    printf '%s\n' "$cache/modules-${sum:0:16}"
+}
+
 # need TOOL PACKAGE: both scripts name the cure before they begin.
 need() {
     type -P -- "$1" >/dev/null || die "$1 is missing; install the Debian package $2"

@@ -15,6 +15,7 @@ add_folders() {
     folder layer "$target/layer" 1e.1 ,readonly=on
     folder results "$run" 1e.2 ''
     if [[ $share ]]; then folder share "$share" 1e.3 ''; fi
+    folder modules "$modules" 1e.4 ,readonly=on
 }
 
 root_port() { # NAME ADDRESS CHASSIS
