@@ -6,7 +6,7 @@ namespace demo {
 
 namespace {
 
-constexpr uint32_t kBytes = 4096;  // the board's own memory
+constexpr uint32_t kBytes = 2048;  // of the board's 4096, of which the emulated board refuses the last one
 constexpr uint32_t kBoardMemory = 0x40000;
 
 /// Bits of the DMA command.

@@ -73,29 +73,28 @@ bool InterruptBlock::acknowledge()
         qm_wait_s(kRetrySeconds);
         return false;
     }
-    arrivedAt_ = nowNs();
     const uint32_t causes = board_->read(Register::interruptStatus);
     board_->write(Register::interruptAcknowledge, causes);
     if ((causes & kDmaDone) != 0) dma_.transferred();
-    return (causes & kRaised) != 0;
+    arrived_ = (causes & kRaised) != 0;
+    return arrived_;
 }
 
 void InterruptBlock::receive()
 {
-    latency_.record(arrivedAt_ - pendingSince_);
+    latency_.record(nowNs() - pendingSince_);
     ++received_;
+    arrived_ = false;
     pendingSince_ = 0;
 }
 
 void InterruptBlock::collectLast()
 {
-    if (context_ == nullptr || pendingSince_ == 0 || !enable()) return;
+    if (context_ == nullptr) return;
     pollfd uio = {context_->uiofd, POLLIN, 0};
-    while (pendingSince_ != 0 && poll(&uio, 1, kLastInterruptMs) > 0)
-        if (acknowledge())
-            receive();
-        else if (!enable())
-            return;
+    for (int i = 0; i < 2 && pendingSince_ != 0 && !arrived_; ++i)  // that of a DMA transfer may come first
+        if (enable() && poll(&uio, 1, kLastInterruptMs) > 0) (void)acknowledge();
+    if (arrived_) receive();
 }
 
 void InterruptBlock::failWith(const char* library)

@@ -31,12 +31,12 @@ public:
     bool wait();
     void receive();
 
-    /// Collects the interrupt that the end of the run may have overtaken. After the last wait().
+    /// Receives the interrupt that the end of the run may have overtaken. After the last wait().
     void collectLast();
 
     [[nodiscard]] uint64_t raised() const { return raised_; }
     [[nodiscard]] uint64_t received() const { return received_; }
-    /// How long after raise() the waiting thread ran.
+    /// From raise() to receive().
     [[nodiscard]] slrealtime::standalone::TimeStatistics latency() const { return latency_.statistics(); }
 
 private:
@@ -48,7 +48,7 @@ private:
     const Board* board_ = nullptr;
     qm_InterruptContext* context_ = nullptr;
     std::atomic<int64_t> pendingSince_ = 0;  ///< when the interrupt under way was raised; 0: none is
-    int64_t arrivedAt_ = 0;
+    bool arrived_ = false;                   ///< and wait() has seen it
     uint64_t raised_ = 0;
     uint64_t received_ = 0;
     slrealtime::standalone::TimeRecorder latency_;

@@ -76,7 +76,7 @@ bool TaskRunner::limitReached(const Deadlines& deadlines) const
 }
 
 // Looks whether the run ends after each wait: a wait that was broken off releases no step.
-bool TaskRunner::awaitRelease(Deadlines& deadlines) const
+bool TaskRunner::awaitRelease(Deadlines& deadlines)
 {
     if (task_.trigmode_ == TIMER) {
         sleepUntil(deadlines.next());

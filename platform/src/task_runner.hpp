@@ -54,7 +54,7 @@ public:
 private:
     void stepUntilEnd(std::int64_t begin);
     bool limitReached(const Deadlines& deadlines) const;
-    bool awaitRelease(Deadlines& deadlines) const;
+    bool awaitRelease(Deadlines& deadlines);
     void sleepUntil(std::int64_t deadline) const;
     void step(Deadlines& deadlines);
     void judge(std::uint64_t missed);
