@@ -78,34 +78,22 @@ protected:
     qm::test::LogCapture log_;
 };
 
-struct Turn
+TEST_F(CpuPlacement, AsyncCpusAreHandedOutInTurn)
 {
-    const char* name;
-    const char* configured;
-    Cpus picked;
-};
-
-class AsyncCpus : public CpuPlacement, public testing::WithParamInterface<Turn>
-{};
-
-TEST_P(AsyncCpus, AreHandedOutInTurn)
-{
-    configured(GetParam().configured);
+    const std::pair<const char*, Cpus> turns[] = {{"0", {-1}},        {"0-1", {-1, -1}},
+                                                  {"0-2", {2, 2, 2}}, {"0-3", {2, 3, 2, 3}},
+                                                  {"0,2-3", {2, 2}},  {"0-5", {2, 3, 4, 5, 2}}};
     std::vector<std::string> lines;
-    for (const int cpu : GetParam().picked) {
-        EXPECT_EQ(cpu, qm_pickNextAsyncCpu());
-        if (cpu >= 0) lines.push_back("debug QM: Picked CPU " + std::to_string(cpu) + " for async IRQ");
+    for (const auto& [cpus, picked] : turns) {
+        SCOPED_TRACE(cpus);
+        configured(cpus);
+        for (const int cpu : picked) {
+            EXPECT_EQ(cpu, qm_pickNextAsyncCpu());
+            if (cpu >= 0) lines.push_back("debug QM: Picked CPU " + std::to_string(cpu) + " for async IRQ");
+        }
     }
     EXPECT_EQ(lines, log_.lines());
 }
-
-INSTANTIATE_TEST_SUITE_P(Of, AsyncCpus,
-                         testing::Values(Turn{"One", "0", {-1, -1}}, Turn{"Two", "0-1", {-1, -1}},
-                                         Turn{"Three", "0-2", {2, 2, 2}},
-                                         Turn{"Four", "0-3", {2, 3, 2, 3, 2}},
-                                         Turn{"ThreeWithAGap", "0,2-3", {2, 2}},
-                                         Turn{"Six", "0-5", {2, 3, 4, 5, 2}}),
-                         [](const auto& row) { return row.param.name; });
 
 TEST_F(CpuPlacement, TurnsAreNotLostBetweenThreads)
 {
