@@ -13,7 +13,8 @@ constexpr uintptr_t kConfigurationPorts = 0xCF8;  // the address port; the data 
 constexpr uintptr_t kBit2 = 0x4;
 constexpr unsigned long kGrantedPorts = 32;
 
-void setIoperm(uintptr_t port)
+/// Out of line, so that an access to any other port stays a test and an instruction.
+[[gnu::cold, gnu::noinline]] void setIoperm(uintptr_t port)
 {
     const qm::RootScope root;
     const int result = ::ioperm(port, kGrantedPorts, 1);

@@ -7,11 +7,12 @@
 #include <pthread.h>
 #include <sched.h>
 #include <semaphore>
-#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <array>
 #include <cerrno>
+#include <cstdint>
+#include <cstring>
 #include <map>
 #include <string>
 #include <thread>
@@ -21,44 +22,37 @@
 namespace {
 
 namespace sandbox = qm::test::sandbox;
-using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Pair;
 
-using Cpus = std::vector<int>;
+using Cpus = uint64_t;  // bit n is CPU n
 
-cpu_set_t setOf(const Cpus& cpus)
+cpu_set_t setOf(Cpus cpus)
 {
-    cpu_set_t set;
-    CPU_ZERO(&set);
-    for (const int cpu : cpus)
-        CPU_SET(cpu, &set);
+    cpu_set_t set{};
+    std::memcpy(&set, &cpus, sizeof cpus);
     return set;
 }
 
 Cpus cpusOf(const cpu_set_t& set)
 {
-    Cpus cpus;
-    for (int cpu = 0; cpu < CPU_SETSIZE; ++cpu)
-        if (CPU_ISSET(cpu, &set)) cpus.push_back(cpu);
+    Cpus cpus = 0;
+    std::memcpy(&cpus, &set, sizeof cpus);
     return cpus;
 }
 
 /// What the kernel says of a thread's CPUs.
 struct Affinity
 {
-    Cpus cpus;
+    Cpus cpus = 0b1111;
     int readError = 0;
     int readsBeforeIt = 0;
     int changeError = 0;
 };
 
-const Affinity kAnywhere = {{0, 1, 2, 3}};
-std::map<pid_t, Affinity> affinities;
-std::vector<std::pair<pid_t, Cpus>> changes;  // of other threads
-int ownChangeError = 0;
-int ownReadError = 0;
-Cpus ownCpus;
+std::map<pid_t, Affinity> affinities;         // of the other threads
+std::vector<std::pair<pid_t, Cpus>> changes;  // asked for, in order
+Affinity own{0};
 bool staysWhereItIs = false;
 
 class CpuPlacement : public testing::Test
@@ -78,80 +72,67 @@ protected:
     qm::test::LogCapture log_;
 };
 
-struct Turn
+TEST_F(CpuPlacement, AsyncCpusAreHandedOutInTurn)
 {
-    const char* name;
-    const char* configured;
-    Cpus picked;
-};
-
-class AsyncCpus : public CpuPlacement, public testing::WithParamInterface<Turn>
-{};
-
-TEST_P(AsyncCpus, AreHandedOutInTurn)
-{
-    configured(GetParam().configured);
+    const std::pair<const char*, std::vector<int>> turns[] = {{"0", {-1}},        {"0-1", {-1, -1}},
+                                                              {"0-2", {2, 2, 2}}, {"0-3", {2, 3, 2, 3}},
+                                                              {"0,2-3", {2, 2}},  {"0-5", {2, 3, 4, 5, 2}}};
     std::vector<std::string> lines;
-    for (const int cpu : GetParam().picked) {
-        EXPECT_EQ(cpu, qm_pickNextAsyncCpu());
-        if (cpu >= 0) lines.push_back("debug QM: Picked CPU " + std::to_string(cpu) + " for async IRQ");
+    for (const auto& [cpus, picked] : turns) {
+        SCOPED_TRACE(cpus);
+        configured(cpus);
+        for (const int cpu : picked) {
+            EXPECT_EQ(cpu, qm_pickNextAsyncCpu());
+            if (cpu >= 0) lines.push_back("debug QM: Picked CPU " + std::to_string(cpu) + " for async IRQ");
+        }
     }
     EXPECT_EQ(lines, log_.lines());
 }
-
-INSTANTIATE_TEST_SUITE_P(Of, AsyncCpus,
-                         testing::Values(Turn{"One", "0", {-1, -1}}, Turn{"Two", "0-1", {-1, -1}},
-                                         Turn{"Three", "0-2", {2, 2, 2}},
-                                         Turn{"Four", "0-3", {2, 3, 2, 3, 2}},
-                                         Turn{"ThreeWithAGap", "0,2-3", {2, 2}},
-                                         Turn{"Six", "0-5", {2, 3, 4, 5, 2}}),
-                         [](const auto& row) { return row.param.name; });
 
 TEST_F(CpuPlacement, TurnsAreNotLostBetweenThreads)
 {
     configured("0-3");
     constexpr int kPicks = 200;
-    std::array<std::array<int, 4>, 3> taken{};
+    std::array<int, 3> sums{};
     std::vector<std::thread> threads;
-    for (auto& mine : taken)
-        threads.emplace_back([&mine] {
+    for (int& sum : sums)
+        threads.emplace_back([&sum] {
             for (int i = 0; i < kPicks; ++i)
-                ++mine.at(static_cast<size_t>(qm_pickNextAsyncCpu()));
+                sum += qm_pickNextAsyncCpu();
         });
     for (std::thread& thread : threads)
         thread.join();
-    EXPECT_EQ(taken[0][2] + taken[1][2] + taken[2][2], taken[0][3] + taken[1][3] + taken[2][3]);
+    EXPECT_EQ(kPicks * 3 / 2 * (2 + 3), sums[0] + sums[1] + sums[2]) << "CPU 2 as often as CPU 3";
 }
 
 TEST_F(CpuPlacement, ThisThreadIsPinnedToOneCpuAlone)
 {
     EXPECT_EQ(0, qm_pinThisThreadToCpu(3));
-    EXPECT_EQ(Cpus{3}, ownCpus);
-    EXPECT_EQ(0, qm_pinThisThreadToCpu(1023));
-    EXPECT_EQ(Cpus{1023}, ownCpus);
+    EXPECT_EQ(0b1000U, own.cpus);
+    EXPECT_EQ(0, qm_pinThisThreadToCpu(63));
+    EXPECT_EQ(Cpus{1} << 63, own.cpus);
 }
 
 TEST_F(CpuPlacement, AFailedPinIsMinusOneAndErrno)
 {
-    for (const int cpu : {-1, 1024, 1'000'000}) {
+    const auto errnoOfPin = [](int cpu) {
         errno = 0;
         EXPECT_EQ(-1, qm_pinThisThreadToCpu(cpu));
-        EXPECT_EQ(EINVAL, errno) << "an empty set";
-    }
+        return errno;
+    };
+    for (const int cpu : {-1, CPU_SETSIZE, 1'000'000})
+        EXPECT_EQ(EINVAL, errnoOfPin(cpu)) << "an empty set";
     staysWhereItIs = true;
-    ownCpus = {0};
-    EXPECT_EQ(-1, qm_pinThisThreadToCpu(1));
-    EXPECT_EQ(EINVAL, errno);
-    ownReadError = EFAULT;
-    EXPECT_EQ(-1, qm_pinThisThreadToCpu(0));
-    EXPECT_EQ(EFAULT, errno);
-    ownChangeError = EPERM;
-    EXPECT_EQ(-1, qm_pinThisThreadToCpu(0));
-    EXPECT_EQ(EPERM, errno);
+    own.cpus = 0b1;
+    EXPECT_EQ(EINVAL, errnoOfPin(1));
+    own.readError = EFAULT;
+    EXPECT_EQ(EFAULT, errnoOfPin(0));
+    own.changeError = EPERM;
+    EXPECT_EQ(EPERM, errnoOfPin(0));
     EXPECT_THAT(log_.lines(), IsEmpty());
 }
 
-/// Threads beside the calling one, in the order of their identifiers.
+/// Threads beside the calling one.
 class ExclusiveCpu : public CpuPlacement
 {
 protected:
@@ -160,8 +141,7 @@ protected:
     ExclusiveCpu()
     {
         online("0-3");
-        std::array<pid_t, kThreads> ids{};
-        for (pid_t& id : ids) {
+        for (pid_t& id : ids_) {
             threads_.emplace_back([&] {
                 id = gettid();
                 started_.release();
@@ -169,8 +149,8 @@ protected:
             });
             started_.acquire();
         }
-        for (const pid_t id : ids)
-            affinities[id] = kAnywhere;
+        for (const pid_t id : ids_)
+            affinities[id] = {};
     }
     ~ExclusiveCpu() override
     {
@@ -179,8 +159,10 @@ protected:
             thread.join();
     }
 
-    static Affinity& first() { return affinities.begin()->second; }
-    static Affinity& last() { return affinities.rbegin()->second; }
+    Affinity& of(size_t thread) { return affinities[ids_.at(thread)]; }
+    Affinity& last() { return of(kThreads - 1); }
+
+    std::array<pid_t, kThreads> ids_{};  // in the order in which the kernel lists them
 
 private:
     std::binary_semaphore started_{0};
@@ -190,33 +172,33 @@ private:
 
 TEST_F(ExclusiveCpu, IsLeftByEveryOtherThread)
 {
-    first().cpus = {1, 3};
-    last().cpus = {2};
+    of(0).cpus = 0b1010;
+    last().cpus = 0b0100;
     EXPECT_EQ(0, qm_pinThreadExclusiveCpu(3));
-    EXPECT_EQ(Cpus{3}, ownCpus);
+    EXPECT_EQ(0b1000U, own.cpus);
     ASSERT_EQ(kThreads - 1, changes.size()) << "the thread that never could run there is not touched";
-    EXPECT_THAT(changes[0], Pair(affinities.begin()->first, ElementsAre(1)));
-    EXPECT_THAT(changes[1], Pair(std::next(affinities.begin())->first, ElementsAre(0, 1, 2)));
+    EXPECT_THAT(changes[0], Pair(ids_[0], 0b0010U));
+    EXPECT_THAT(changes[1], Pair(ids_[1], 0b0111U));
 }
 
 TEST_F(ExclusiveCpu, IsRefusedBeforeAnyChangeWhenAThreadCanRunNowhereElse)
 {
-    last().cpus = {3};
+    last().cpus = 0b1000;
     EXPECT_EQ(EBUSY, qm_pinThreadExclusiveCpu(3));
     EXPECT_THAT(changes, IsEmpty());
-    EXPECT_THAT(ownCpus, IsEmpty());
+    EXPECT_EQ(0U, own.cpus);
 }
 
 TEST_F(ExclusiveCpu, IsNotHinderedByThreadsThatEnd)
 {
-    first().readError = ESRCH;  // before the check
-    std::next(affinities.begin())->second = {{3}, ESRCH};
+    of(0).readError = ESRCH;  // before the check
+    of(1) = {0b1000, ESRCH};
     last().readError = ESRCH;  // between check and change
     last().readsBeforeIt = 1;
-    std::prev(affinities.end(), 2)->second.changeError = ESRCH;
+    of(kThreads - 2).changeError = ESRCH;
     EXPECT_EQ(0, qm_pinThreadExclusiveCpu(3));
     EXPECT_EQ(kThreads - 3, changes.size());
-    EXPECT_EQ(Cpus{3}, ownCpus);
+    EXPECT_EQ(0b1000U, own.cpus);
 }
 
 TEST_F(ExclusiveCpu, StopsAtAnyOtherErrorWhereItIs)
@@ -230,25 +212,18 @@ TEST_F(ExclusiveCpu, StopsAtAnyOtherErrorWhereItIs)
     EXPECT_EQ(kThreads - 1, changes.size());
 
     changes.clear();
-    last() = kAnywhere;
-    std::next(affinities.begin())->second = {{0, 3}, 0, 0, EACCES};
+    last() = {};
+    of(1) = {0b1001, 0, 0, EACCES};
     EXPECT_EQ(EACCES, qm_pinThreadExclusiveCpu(3));
     EXPECT_EQ(2U, changes.size());
-    EXPECT_THAT(ownCpus, IsEmpty());
+    EXPECT_EQ(0U, own.cpus);
 }
 
 TEST_F(ExclusiveCpu, IsZeroWhateverTheOwnPinReturns)
 {
-    ownChangeError = EINVAL;
+    own.changeError = EINVAL;
     EXPECT_EQ(0, qm_pinThreadExclusiveCpu(3));
     EXPECT_EQ(kThreads, changes.size());
-}
-
-TEST_F(CpuPlacement, ALoneThreadIsOnlyPinned)
-{
-    online("0-1");
-    EXPECT_EQ(0, qm_pinThreadExclusiveCpu(1));
-    EXPECT_EQ(Cpus{1}, ownCpus);
 }
 
 TEST_F(CpuPlacement, ExclusiveCpusNeedASecondOneAndARightNumber)
@@ -261,7 +236,7 @@ TEST_F(CpuPlacement, ExclusiveCpusNeedASecondOneAndARightNumber)
     EXPECT_EQ(EINVAL, qm_pinThreadExclusiveCpu(3));
     online("0,3");
     EXPECT_EQ(EINVAL, qm_pinThreadExclusiveCpu(3)) << "online, but not below their number";
-    EXPECT_THAT(ownCpus, IsEmpty());
+    EXPECT_EQ(0U, own.cpus);
 }
 
 }  // namespace
@@ -271,9 +246,10 @@ TEST_F(CpuPlacement, ExclusiveCpusNeedASecondOneAndARightNumber)
 
 INTERPOSED int sched_getaffinity(pid_t thread, size_t /*size*/, cpu_set_t* set) noexcept
 {
+    // A thread that the test has not started is a sanitizer's.
     const auto found = affinities.find(thread);
-    if (found == affinities.end()) return *set = setOf(kAnywhere.cpus), 0;  // a sanitizer's own thread
-    Affinity& affinity = found->second;
+    Affinity anywhere;
+    Affinity& affinity = found == affinities.end() ? anywhere : found->second;
     *set = setOf(affinity.cpus);
     if (affinity.readError == 0 || affinity.readsBeforeIt-- > 0) return 0;
     errno = affinity.readError;
@@ -289,16 +265,16 @@ INTERPOSED int sched_setaffinity(pid_t thread, size_t /*size*/, const cpu_set_t*
     return errno == 0 ? 0 : -1;
 }
 
-INTERPOSED int pthread_setaffinity_np(pthread_t /*self*/, size_t /*size*/, const cpu_set_t* set) noexcept
+INTERPOSED int pthread_setaffinity_np(pthread_t /*self*/, size_t size, const cpu_set_t* set) noexcept
 {
-    if (ownChangeError != 0) return ownChangeError;
-    if (CPU_COUNT(set) == 0) return EINVAL;
-    if (!staysWhereItIs) ownCpus = cpusOf(*set);
+    if (own.changeError != 0) return own.changeError;
+    if (CPU_COUNT(set) == 0 || size != sizeof *set) return EINVAL;
+    if (!staysWhereItIs) own.cpus = cpusOf(*set);
     return 0;
 }
 
 INTERPOSED int pthread_getaffinity_np(pthread_t /*self*/, size_t /*size*/, cpu_set_t* set) noexcept
 {
-    *set = setOf(ownCpus);
-    return ownReadError;
+    *set = setOf(own.cpus);
+    return own.readError;
 }

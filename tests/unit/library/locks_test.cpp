@@ -46,23 +46,6 @@ TEST(Semaphores, GiveAsOftenAsTheirCount)
     EXPECT_EQ(0, left);
 }
 
-TEST(Semaphores, HandOverFromThreadToThread)
-{
-    const Semaphore there(0);
-    const Semaphore back(0);
-    int handed = 0;
-    std::thread other([&] {
-        EXPECT_EQ(0, qm_waitForSemaphore(there));
-        ++handed;
-        EXPECT_EQ(0, qm_releaseSemaphore(back));
-    });
-    ++handed;
-    EXPECT_EQ(0, qm_releaseSemaphore(there));
-    EXPECT_EQ(0, qm_waitForSemaphore(back));
-    EXPECT_EQ(2, handed);
-    other.join();
-}
-
 TEST(Semaphores, FailWithOneAndErrno)
 {
     errno = 0;

@@ -14,6 +14,7 @@
 #include <cerrno>
 #include <string>
 #include <string_view>
+#include <utility>
 
 extern "C" void __lsan_disable() __attribute__((weak));
 
@@ -102,105 +103,84 @@ TEST_F(Threads, WithoutTheRightAreRefused)
     EXPECT_THAT(log_.lines(), ElementsAre("error QM: pthread_create returns 1: Operation not permitted"));
 }
 
-class FailingStep : public Threads, public testing::WithParamInterface<const char*>
-{};
-
-TEST_P(FailingStep, IsLoggedAndNoThreadStarted)
+TEST_F(Threads, AFailingStepIsLoggedWithItsResult)
 {
-    failingStep = GetParam();
-    EXPECT_EQ(nullptr, createInVain());
-    const std::string withPriority = failingStep == "pthread_attr_setschedparam" ? " with prio 1" : "";
-    EXPECT_THAT(log_.lines(),
-                ElementsAre("error QM: " + std::string(failingStep) + " returns 22" + withPriority));
+    for (const char* step :
+         {"pthread_attr_init", "pthread_attr_setinheritsched", "pthread_attr_setschedpolicy",
+          "pthread_attr_getschedparam", "pthread_attr_setschedparam"}) {
+        failingStep = step;
+        EXPECT_EQ(nullptr, createInVain());
+    }
+    EXPECT_THAT(log_.lines(), ElementsAre("error QM: pthread_attr_init returns 22",
+                                          "error QM: pthread_attr_setinheritsched returns 22",
+                                          "error QM: pthread_attr_setschedpolicy returns 22",
+                                          "error QM: pthread_attr_getschedparam returns 22",
+                                          "error QM: pthread_attr_setschedparam returns 22 with prio 1"));
 }
 
-INSTANTIATE_TEST_SUITE_P(Of, FailingStep,
-                         testing::Values("pthread_attr_init", "pthread_attr_setinheritsched",
-                                         "pthread_attr_setschedpolicy", "pthread_attr_getschedparam",
-                                         "pthread_attr_setschedparam"),
-                         [](const auto& row) { return std::string(row.param); });
+using Block = void (*)(void* semaphore);
 
 struct BlockedThread
 {
-    const char* name;
-    void (*block)(BlockedThread*);
-    void* semaphore = nullptr;
-    std::atomic<bool>* hasBegun = nullptr;
-    std::atomic<bool>* isUnwound = nullptr;
+    Block block;
+    void* semaphore = qm_createSemaphore(0);
+    std::atomic<bool> hasBegun = false;
+    std::atomic<bool> isUnwound = false;
 };
 
 void* blockForEver(void* argument)
 {
     auto* const self = static_cast<BlockedThread*>(argument);
-    struct Unwound
+    struct Unwinding
     {
-        ~Unwound() { *flag = true; }
-        std::atomic<bool>* flag;
-    } const unwound{self->isUnwound};
-    *self->hasBegun = true;
+        ~Unwinding() { *isUnwound = true; }
+        std::atomic<bool>* isUnwound;
+    } const unwinding{&self->isUnwound};
+    self->hasBegun = true;
     for (;;)
-        self->block(self);
+        self->block(self->semaphore);
 }
 
-class Blocked : public Threads, public testing::WithParamInterface<BlockedThread>
+class Blocked : public Threads, public testing::WithParamInterface<std::pair<const char*, Block>>
 {};
 
 TEST_P(Blocked, ThreadIsDestroyedAndTheProcessLives)
 {
-    std::atomic<bool> hasBegun = false;
-    std::atomic<bool> isUnwound = false;
-    BlockedThread self = GetParam();
-    self.semaphore = qm_createSemaphore(0);
-    self.hasBegun = &hasBegun;
-    self.isUnwound = &isUnwound;
-    void* const thread = start(&blockForEver, &self);
-    while (!hasBegun) {
+    BlockedThread blocked{GetParam().second};
+    void* const thread = start(&blockForEver, &blocked);
+    while (!blocked.hasBegun) {
     }
     (void)usleep(2000);  // let it block; right also when it has not yet
     EXPECT_EQ(0, qm_destroyThread(thread));
-    EXPECT_TRUE(isUnwound);
+    EXPECT_TRUE(blocked.isUnwound);
     qm_signalBaseRateSync();  // needs the lock that a cancelled wait had
     EXPECT_EQ(0, qm_waitForBaseRateSync());
-    delete static_cast<sem_t*>(self.semaphore);
+    delete static_cast<sem_t*>(blocked.semaphore);
 }
 
 INSTANTIATE_TEST_SUITE_P(
     In, Blocked,
-    testing::Values(BlockedThread{"ASemaphore",
-                                  [](BlockedThread* self) { qm_waitForSemaphore(self->semaphore); }},
-                    BlockedThread{"ASleep", [](BlockedThread*) { qm_wait_s(5000.0); }},
-                    BlockedThread{"TheBaseRate", [](BlockedThread*) { qm_waitForBaseRateSync(); }}),
-    [](const auto& row) { return row.param.name; });
+    testing::Values(std::pair("ASemaphore", [](void* semaphore) { (void)qm_waitForSemaphore(semaphore); }),
+                    std::pair("ASleep", [](void*) { qm_wait_s(5000.0); }),
+                    std::pair("TheBaseRate", [](void*) { (void)qm_waitForBaseRateSync(); })),
+    [](const auto& row) { return std::string(row.param.first); });
 
-struct Scheduling
+TEST_F(Threads, PriorityIsReadBackFromTheKernel)
 {
-    const char* name;
-    int policy;
-    int priority;
-    int expected;
-};
-
-class Priority : public Threads, public testing::WithParamInterface<Scheduling>
-{};
-
-TEST_P(Priority, IsReadBackFromTheKernel)
-{
-    const Scheduling& row = GetParam();
-    const sched_param parameters = {.sched_priority = row.priority};
-    const bool isSet = sched_setscheduler(0, row.policy, &parameters) == 0;
-    EXPECT_EQ(isSet, row.expected == 0 || mayBeRealTime());
-    if (isSet) (void)sched_setscheduler(0, row.policy, &parameters);
-    EXPECT_EQ(isSet ? row.expected : 0, qm_getPidPriority(0));
-    EXPECT_EQ(isSet ? row.expected : 0, qm_getPidPriority(gettid()));
+    struct Row
+    {
+        int policy, priority, expected;
+    };
+    const bool isAllowed = mayBeRealTime();
+    for (const auto& [policy, priority, expected] :
+         {Row{SCHED_FIFO, 7, 7}, Row{SCHED_RR, 8, 8}, Row{SCHED_FIFO | SCHED_RESET_ON_FORK, 9, 9},
+          Row{SCHED_RR | SCHED_RESET_ON_FORK, 1, 1}, Row{SCHED_BATCH, 0, 0}}) {
+        const sched_param parameters = {.sched_priority = priority};
+        EXPECT_EQ(isAllowed || expected == 0, sched_setscheduler(0, policy, &parameters) == 0);
+        EXPECT_EQ(isAllowed ? expected : 0, qm_getPidPriority(0));
+        EXPECT_EQ(isAllowed ? expected : 0, qm_getPidPriority(gettid()));
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(Of, Priority,
-                         testing::Values(Scheduling{"Fifo", SCHED_FIFO, 7, 7},
-                                         Scheduling{"RoundRobin", SCHED_RR, 8, 8},
-                                         Scheduling{"FifoReset", SCHED_FIFO | SCHED_RESET_ON_FORK, 9, 9},
-                                         Scheduling{"RoundRobinReset", SCHED_RR | SCHED_RESET_ON_FORK, 1, 1},
-                                         Scheduling{"Batch", SCHED_BATCH, 0, 0}),
-                         [](const auto& row) { return row.param.name; });
 
 TEST_F(Threads, PriorityIsRaised)
 {

@@ -1,3 +1,4 @@
+#include "faulting_instructions.hpp"
 #include <qm.h>
 
 #include <gmock/gmock.h>
@@ -8,10 +9,9 @@
 
 #include <cerrno>
 #include <cmath>
-#include <csignal>
+#include <cstddef>
 #include <cstdint>
 #include <limits>
-#include <ucontext.h>
 #include <utility>
 #include <vector>
 
@@ -31,33 +31,19 @@ bool isFaked = false;
 int interruptions = 0;
 std::vector<std::pair<time_t, long>> sleepsUntil;
 
-/// Stands in for the counter: reading it faults.
-void onFault(int /*signal*/, siginfo_t* /*info*/, void* context)
+std::size_t readCounter(const unsigned char* code, greg_t* registers)
 {
-    auto* const registers = static_cast<ucontext_t*>(context)->uc_mcontext.gregs;
-    const auto* const code = reinterpret_cast<const unsigned char*>(registers[REG_RIP]);
-    if (code[0] != 0x0F || code[1] != 0x31) {
-        (void)signal(SIGSEGV, SIG_DFL);  // some other fault
-        return;
-    }
+    if (code[0] != 0x0F || code[1] != 0x31) return 0;
     ++reads;
     registers[REG_RAX] = static_cast<greg_t>(counter & 0xFFFFFFFF);
     registers[REG_RDX] = static_cast<greg_t>(counter >> 32);
-    registers[REG_RIP] += 2;
     counter += counterStep;
+    return 2;
 }
 
 class Waiting : public testing::Test
 {
 protected:
-    Waiting()
-    {
-        struct sigaction action = {};
-        action.sa_sigaction = &onFault;
-        action.sa_flags = SA_SIGINFO;
-        sigaction(SIGSEGV, &action, nullptr);
-    }
-
     /// Calls with clock and counter faked.
     template <typename Function, typename... Arguments>
     static auto call(Function function, Arguments... arguments)
@@ -77,6 +63,7 @@ protected:
 private:
     struct Faked
     {
+        FaultingInstructions counter_{&readCounter};
         Faked()
         {
             isFaked = true;

@@ -22,6 +22,12 @@ uint8_t commandHigh(int config)
     return value;
 }
 
+void setCommandHigh(int config, int value)
+{
+    const auto byte = static_cast<uint8_t>(value);
+    EXPECT_EQ(1, ::pwrite(config, &byte, 1, kCommandHigh));
+}
+
 std::string firstLine(const std::filesystem::path& path)
 {
     const std::string content = contentOf(path);
@@ -99,8 +105,12 @@ bool Edu::interruptDisabled() const
 
 void Edu::enableInterrupt() const
 {
-    const auto enabled = static_cast<uint8_t>(commandHigh(config_.fd()) & ~kInterruptDisable);
-    EXPECT_EQ(1, ::pwrite(config_.fd(), &enabled, 1, kCommandHigh));
+    setCommandHigh(config_.fd(), commandHigh(config_.fd()) & ~kInterruptDisable);
+}
+
+void Edu::disableInterrupt() const
+{
+    setCommandHigh(config_.fd(), commandHigh(config_.fd()) | kInterruptDisable);
 }
 
 std::optional<uint32_t> Edu::nextCount(int milliseconds) const

@@ -46,6 +46,7 @@ public:
     [[nodiscard]] bool interruptDisabled() const;
     /// As models do it: the upper byte of the command register alone.
     void enableInterrupt() const;
+    void disableInterrupt() const;
     /// The running count at the next interrupt; none when none comes within the time.
     [[nodiscard]] std::optional<uint32_t> nextCount(int milliseconds = 10'000) const;
     /// As they are written: 0 or the errno.

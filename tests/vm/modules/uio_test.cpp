@@ -125,7 +125,7 @@ TEST_F(Interrupt, WithARegisterFixIsOffUntilThatRegisterEnablesIt)
 
 TEST_F(Interrupt, WithARegisterFixComesAlthoughTheCommandRegisterDisabledIt)
 {
-    ASSERT_EQ(0, writeOnce(Edu::folder(kSlot) / "config", std::string_view("\x34\x12\xe8\x11\x06\x04", 6)));
+    board_->disableInterrupt();
     ASSERT_TRUE(board_->interruptDisabled());
     ASSERT_EQ(0, board_->useFix(1, Edu::kComputationInterrupts));
     board_->raise(1);
