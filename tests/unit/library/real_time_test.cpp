@@ -1,0 +1,139 @@
+// What a step may call without leaving its deadline to others: no allocation, no system call but the call's
+// own.
+
+#include "allocation_count.hpp"
+#include "system_calls.hpp"
+#include <qm.h>
+#include <slrealtime/Standalone.hpp>
+
+#include <gmock/gmock.h>
+#include <sys/mman.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <array>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+constexpr uint32_t kType = 7;
+constexpr uint32_t kId = 3;
+constexpr uint64_t kUid = 0x123456789;
+
+/** A pipe that always holds interrupts, and a file in place of the board's configuration. */
+class Interrupt
+{
+public:
+    Interrupt()
+    {
+        std::array<int, 2> uio{};
+        EXPECT_EQ(0, pipe(uio.data()));
+        EXPECT_EQ(sizeof counts_, write(uio[1], counts_.data(), sizeof counts_));
+        context.uiofd = uio[0];
+        context.configfd = memfd_create("config", 0);
+        context.qm_int_fix.target_register = &register_;
+    }
+
+    qm_InterruptContext context{};
+
+private:
+    std::array<int, 16> counts_{};
+    uint32_t register_ = 0;
+};
+
+class RealTime : public testing::Test
+{
+protected:
+    /** The system calls of one `act` that is not the first one; it must not allocate. */
+    static std::vector<long> callsOf(const std::function<void()>& act)
+    {
+        act();
+        {
+            const AllocationCount allocations;
+            act();
+            EXPECT_EQ(0, allocations.count());
+        }
+        return qm::test::systemCallsOf(act);
+    }
+};
+
+}  // namespace
+
+TEST_F(RealTime, TheGuardSeesAllocationsAndSystemCalls)
+{
+    const AllocationCount allocations;
+    const std::vector<char> text(1000, 'x');
+    EXPECT_EQ(1, allocations.count());
+    EXPECT_THAT(qm::test::systemCallsOf([] { (void)getuid(); }), ElementsAre(SYS_getuid));
+}
+
+TEST_F(RealTime, WaitingForAnInterruptIsOneReadAndEnablingItOneWrite)
+{
+    Interrupt interrupt;
+    EXPECT_THAT(callsOf([&] { EXPECT_EQ(0, qm_uio_interruptWait(&interrupt.context)); }),
+                ElementsAre(SYS_read));
+    EXPECT_THAT(callsOf([&] { EXPECT_EQ(0, qm_uio_enableInterrupt(&interrupt.context)); }),
+                ElementsAre(SYS_pwrite64));
+    interrupt.context.qm_int_fix.requested_by_user = true;
+    EXPECT_THAT(callsOf([&] { EXPECT_EQ(0, qm_uio_enableInterrupt(&interrupt.context)); }), IsEmpty());
+}
+
+TEST_F(RealTime, TheServicesStayInUserSpaceAroundAStep)
+{
+    std::vector<std::unique_ptr<slrealtime::Worker>> workers;
+    for (const auto& name : slrealtime::standalone::workerNames())
+        workers.push_back(slrealtime::standalone::createWorker(name));
+    ASSERT_EQ(3U, workers.size());
+    const slrealtime::TaskInfo task;
+    EXPECT_THAT(callsOf([&] {
+                    for (const auto& worker : workers) {
+                        worker->preStep(&task);
+                        worker->postStep(&task);
+                    }
+                }),
+                IsEmpty());
+}
+
+TEST_F(RealTime, RegistryLookUpsStayInUserSpace)
+{
+    qm_mod_info* const module = qm_module_register(kType, kId);
+    (void)qm_module_alloc_custom_data(module, 16);
+    (void)qm_block_register(module, kType, kId);
+    (void)qm_block_register_with_uid(module, kType, kUid);
+    EXPECT_THAT(callsOf([&] {
+                    EXPECT_EQ(module, qm_module_get_single(kType, kId));
+                    EXPECT_NE(nullptr, qm_module_get_custom_data(kType, kId));
+                    EXPECT_NE(nullptr, qm_block_get(module, kType, kId));
+                    EXPECT_NE(nullptr, qm_block_get_by_uid(module, kType, kUid));
+                    EXPECT_EQ(nullptr, qm_block_get(module, kType, kId + 1));
+                }),
+                IsEmpty());
+}
+
+TEST_F(RealTime, LocksThatAreFreeAndShortWaitsStayInUserSpace)
+{
+    void* const mutex = qm_createMutex(false);
+    void* const semaphore = qm_createSemaphore(0);
+    qm_signalBaseRateSync();
+    EXPECT_THAT(callsOf([&] {
+                    qm_lockMutex(mutex);
+                    EXPECT_FALSE(qm_tryLockMutex(mutex));
+                    qm_unlockMutex(mutex);
+                    EXPECT_EQ(0, qm_releaseSemaphore(semaphore));
+                    EXPECT_EQ(0, qm_waitForSemaphore(semaphore));
+                    qm_signalBaseRateSync();
+                    EXPECT_EQ(0, qm_waitForBaseRateSync());
+                    qm_wait_ns(1000);
+                    qm_wait_s(0.0001);
+                    EXPECT_GT(qm_getElapsedTime(), 0.0);
+                }),
+                IsEmpty());
+    (void)qm_destroySemaphore(semaphore);
+    qm_destroyMutex(mutex);
+}
