@@ -2,8 +2,9 @@
 #include <qm/log.h>
 #include <slrealtime/Logger.hpp>
 
+#include <boost/log/attributes/attribute_value_impl.hpp>
 #include <boost/log/core.hpp>
-#include <boost/log/sources/record_ostream.hpp>
+#include <boost/log/expressions/message.hpp>
 #include <boost/log/trivial.hpp>
 
 #include <array>
@@ -11,7 +12,9 @@
 #include <cstdio>
 #include <cstring>
 #include <exception>
+#include <string>
 #include <string_view>
+#include <utility>
 
 namespace {
 
@@ -32,9 +35,12 @@ void pushRecord(trivial::severity_level level, std::string_view prefix, std::str
     // logging is off.
     auto record = logger.open_record((keywords::severity = level, keywords::channel = kChannel));
     if (!record) return;
-    boost::log::record_ostream stream(record);
-    stream << prefix << text;
-    stream.flush();
+    // The message as a record stream would store it, without the cost of a stream.
+    std::string message;
+    message.reserve(prefix.size() + text.size());
+    message.append(prefix).append(text);
+    record.attribute_values().insert(boost::log::expressions::tag::smessage::get_name(),
+                                     boost::log::attributes::make_attribute_value(std::move(message)));
     logger.push_record(boost::move(record));
 }
 

@@ -1,0 +1,87 @@
+// The library's share in receiving an interrupt: its wait and enable beside the bare calls, on the board of
+// the virtual target. Only the calls are timed: the interrupt has come before the wait begins.
+
+#include "table.hpp"
+#include <qm.h>
+
+#include <unistd.h>
+
+#include <array>
+#include <chrono>
+#include <cstdio>
+#include <poll.h>
+
+namespace {
+
+constexpr int kSamples = 5000;
+constexpr int kWarmUp = 50;
+constexpr double kMost = 1.05;
+constexpr std::size_t kRaise = 0x60 / sizeof(uint32_t);
+constexpr std::size_t kAcknowledge = 0x64 / sizeof(uint32_t);
+
+using Clock = std::chrono::steady_clock;
+
+double microseconds(Clock::duration time)
+{
+    return std::chrono::duration<double, std::micro>(time).count();
+}
+
+/// Nanoseconds in wait and enable of one interrupt.
+template <typename Wait, typename Enable>
+double timeOf(volatile uint32_t* registers, qm_InterruptContext& context, Wait wait, Enable enable)
+{
+    registers[kRaise] = 1;
+    pollfd uio = {context.uiofd, POLLIN, 0};
+    (void)poll(&uio, 1, -1);
+    const auto beforeWait = Clock::now();
+    wait();
+    const auto afterWait = Clock::now();
+    registers[kAcknowledge] = 1;
+    const auto beforeEnable = Clock::now();
+    enable();
+    const auto afterEnable = Clock::now();
+    return microseconds(afterWait - beforeWait + (afterEnable - beforeEnable));
+}
+
+int measure(volatile uint32_t* registers, qm_InterruptContext& context)
+{
+    std::vector<double> ours;
+    std::vector<double> bare;
+    bool good = qm_uio_enableInterrupt(&context) == 0;
+    for (int i = -kWarmUp; i < kSamples && good; ++i) {
+        const double library = timeOf(
+            registers, context, [&] { good &= qm_uio_interruptWait(&context) == 0; },
+            [&] { good &= qm_uio_enableInterrupt(&context) == 0; });
+        const double calls = timeOf(
+            registers, context,
+            [&] { good &= read(context.uiofd, &context.intCount, sizeof(int)) == sizeof(int); },
+            [&] { good &= pwrite(context.configfd, &context.command_high, 1, 5) == 1; });
+        if (i < 0) continue;
+        ours.push_back(library);
+        bare.push_back(calls);
+    }
+    if (!good) {
+        (void)std::fprintf(stderr, "qm_interrupt_bench: %s\n", pQmErrorStr);
+        return 1;
+    }
+    return printRows(
+        {ratioRow("interrupt wait plus enable, median", "bare `read` plus `pwrite` on the same board",
+                  percentile(ours, 0.5), percentile(bare, 0.5), "us", kMost)});
+}
+
+}  // namespace
+
+int main()
+{
+    qm_PCIDevice board{};
+    qm_InterruptContext* context = nullptr;
+    if (qm_findPciDevice(&board, "EDU", 0x1234, 0x11E8, QM_PCI_ANY_ID, QM_PCI_ANY_ID, 1, 0, -1) != 0 ||
+        qm_uio_createInterruptContext(&context, &board) != 0 || qm_uio_interruptAttach(context) != 0) {
+        (void)std::fprintf(stderr, "qm_interrupt_bench: %s\n", pQmErrorStr);
+        return 1;
+    }
+    auto* const registers = static_cast<volatile uint32_t*>(qm_mapMemory(&board, 0));
+    const int status = registers == nullptr ? 1 : measure(registers, *context);
+    qm_uio_interruptDetach(context);
+    return status;
+}
