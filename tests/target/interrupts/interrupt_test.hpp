@@ -10,6 +10,7 @@
 
 #include <gmock/gmock.h>
 #include <sys/mount.h>
+#include <unistd.h>
 
 #include <cerrno>
 
@@ -35,7 +36,8 @@ public:
         std::filesystem::create_directory("/sys/host_proc");
         EXPECT_EQ(0, mount("/proc", "/sys/host_proc", nullptr, MS_BIND | MS_REC, nullptr));
         sandbox::freshDirectory("/proc");
-        std::filesystem::create_symlink("/sys/host_proc/self", "/proc/self");
+        for (const auto& self : {std::string("self"), std::to_string(getpid())})
+            std::filesystem::create_symlink("/sys/host_proc/" + self, "/proc/" + self);
         sandbox::freshDirectory("/dev");
         world_.add(board(0x1234, 0x11E8).at(0x1a, 0x1f).word(4, 0x0300));
         for (const auto& path : {kUioDriver + "new_id", kUioDriver + "bind", kUnbind, kNode})
