@@ -15,8 +15,10 @@
 #include <qm/pci.h>
 #include <qm/pci_access.h>
 #include <qm/pci_topology.h>
+#include <qm/port_io.h>
 #include <qm/registry.h>
 #include <qm/target.h>
 #include <qm/threads.h>
+#include <qm/time.h>
 
 #endif

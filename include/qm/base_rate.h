@@ -11,7 +11,9 @@ QM_BEGIN_C
 
 /**
  * Waits up to 100 microseconds for the model's base rate to start. Meant for the loop of a thread that must
- * not work before the first step; the caller decides whether to call again.
+ * not work before the first step; the caller decides whether to call again. A cancellation point until the
+ * base rate has started. The time-out is taken from the wall clock: when that is set back, one wait lasts
+ * longer by as much.
  *
  * @return 0 when the base rate has started (from then on at once, for the life of the process), -1 on
  * time-out.

@@ -60,7 +60,8 @@ void* qm_createThread(void* (*func)(void*), void* arg)
     // Deliberate: neither the attributes nor, after a failure, the handle are released.
     pthread_attr_t attributes;
     const int priority = ::sched_get_priority_min(SCHED_FIFO);
-    if (!setRealTime(attributes, priority)) return nullptr;
+    if (!setRealTime(attributes, priority))
+        return nullptr;  // NOLINT(clang-analyzer-cplusplus.NewDeleteLeaks)
     const int result = createAsRoot(thread, attributes, func, arg);
     if (result != 0) {
         qm_printf(qm_error, "pthread_create returns %d: %s\n", result, std::strerror(result));

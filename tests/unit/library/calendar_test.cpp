@@ -1,0 +1,128 @@
+// The part of the library under test is built into this program, with what it does not export.
+#include "qm_time/calendar.hpp"
+
+#include "process.hpp"
+#include <qm.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <array>
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+namespace {
+
+using qm::test::StreamCapture;
+using std::chrono::seconds;
+using std::chrono::sys_days;
+using std::chrono::sys_seconds;
+using std::chrono::year;
+
+std::time_t now = 0;
+
+constexpr sys_seconds noon(std::chrono::year_month_day day)
+{
+    return sys_days(day) + std::chrono::hours(12);
+}
+
+class Calendar : public testing::Test
+{
+protected:
+    Calendar() { setenv("TZ", "UTC", 1); }
+
+    static double at(sys_seconds time)
+    {
+        now = time.time_since_epoch().count();
+        return qm_getTargetTimeNum();
+    }
+};
+
+TEST_F(Calendar, TimeIsCtimesTextInLocalTime)
+{
+    now = noon(year(2024) / 3 / 1).time_since_epoch().count();
+    std::array<char, 30> text{};
+    text.fill('#');
+    EXPECT_EQ(0, qm_getTargetTime(text.data()));
+    EXPECT_EQ(0, std::memcmp("Fri Mar  1 12:00:00 2024\n\0####", text.data(), text.size()));
+    setenv("TZ", "XYZ-05:30", 1);
+    EXPECT_EQ(0, qm_getTargetTime(text.data()));
+    EXPECT_STREQ("Fri Mar  1 17:30:00 2024\n", text.data());
+}
+
+TEST_F(Calendar, NoonOf1January2000IsDay730486AndAHalf)
+{
+    EXPECT_EQ(730486.5, at(noon(year(2000) / 1 / 1)));
+    setenv("TZ", "XYZ-06", 1);
+    EXPECT_EQ(730486.75, at(noon(year(2000) / 1 / 1))) << "local time";
+}
+
+TEST_F(Calendar, DaysFromYear0To3000HaveTheirNumber)
+{
+    constexpr sys_days first = year(0) / 1 / 1;
+    constexpr sys_seconds end = sys_days(year(3001) / 1 / 1);
+    EXPECT_EQ(1.0, at(first));
+    constexpr seconds step(3 * 86'400 - 1);  // at another time each
+    for (sys_seconds time = first; time < end; time += step) {
+        const double days = static_cast<double>((time - first).count()) / 86400.0;
+        ASSERT_NEAR(1.0 + days, at(time), 1e-9) << "after " << days << " days";
+    }
+}
+
+TEST_F(Calendar, DaysOfYearsAreCountedFromYear0)
+{
+    EXPECT_EQ(60, getDaysSinceYearZero(0, 60));
+    EXPECT_EQ(60, getDaysSinceYearZero(-5, 60));
+    EXPECT_EQ(366 + 1, getDaysSinceYearZero(1, 1));
+    StreamCapture silent(1);
+    const int lastYear = getDaysSinceYearZero(3000, 1);
+    EXPECT_EQ("", silent.text());
+    StreamCapture out(1);
+    EXPECT_EQ(lastYear, getDaysSinceYearZero(3001, 1));
+    EXPECT_EQ(lastYear, getDaysSinceYearZero(2'000'000'000, 1));
+    EXPECT_EQ("Maximum value for year is 3000.\nMaximum value for year is 3000.\n", out.text());
+}
+
+TEST_F(Calendar, AnUnknownMonthLeavesTheYearOnly)
+{
+    StreamCapture out(1);
+    EXPECT_EQ(730485.0, qm::time::serialDayNumber("Sat jan  1 12:00:00 2000\n"));
+    EXPECT_EQ(730485.0, qm::time::serialDayNumber("Sat Quin  1 12:00:00 2000\n"));
+    EXPECT_EQ("ERROR: can't resolve month 'jan'\nERROR: can't resolve month 'Quin'\n", out.text());
+}
+
+TEST_F(Calendar, RecordsArePrintedForDiagnosis)
+{
+    const DateTime_T date{.year = 2024,
+                          .month = 3,
+                          .dom = 1,
+                          .doy = 61,
+                          .hour = 7,
+                          .min = 8,
+                          .sec = 9,
+                          .subsec = 0.0,
+                          .ns = 0,
+                          .inSync = 0};
+    struct
+    {
+        DateStr_T fields = {"Fri", "Mar", "1", "07:08:09", "", {'2', '0', '2', '4'}};
+        char behind = '5';
+    } const text;
+    StreamCapture out(1);
+    EXPECT_EQ(0, print_dt(&date));
+    EXPECT_EQ(0, print_ds(&text.fields));
+    EXPECT_EQ(
+        "DateTime: 2024-03-01 07:08:09\n"
+        "DateStr: wd = Fri, month = Mar, dom = 1, hhmmss = 07:08:09, year = 2024\n",
+        out.text());
+}
+
+}  // namespace
+
+extern "C" std::time_t time(std::time_t* result) noexcept
+{
+    if (result != nullptr) *result = now;
+    return now;
+}

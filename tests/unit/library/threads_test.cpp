@@ -1,0 +1,225 @@
+#include "log_capture.hpp"
+#include <qm.h>
+
+#include <dlfcn.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <pthread.h>
+#include <sched.h>
+#include <semaphore.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <string>
+#include <string_view>
+#include <utility>
+
+extern "C" void __lsan_disable() __attribute__((weak));
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+std::string_view failingStep;
+
+/// Whether this process may have real-time threads; without that right a refusal is what is expected.
+bool mayBeRealTime()
+{
+    constexpr sched_param lowest = {.sched_priority = 1};
+    constexpr sched_param none = {};
+    return sched_setscheduler(0, SCHED_FIFO, &lowest) == 0 && sched_setscheduler(0, SCHED_OTHER, &none) == 0;
+}
+
+void* doNothing(void* /*argument*/)
+{
+    return nullptr;
+}
+
+void* noteScheduling(void* argument)
+{
+    auto* const noted = static_cast<std::atomic<int>*>(argument);
+    sched_param parameters{};
+    int policy = 0;
+    (void)pthread_getschedparam(pthread_self(), &policy, &parameters);
+    *noted = policy * 100 + parameters.sched_priority;
+    return nullptr;
+}
+
+class Threads : public testing::Test
+{
+protected:
+    /// A thread with a handle; not real-time where that is not allowed.
+    static void* start(void* (*func)(void*), void* argument)
+    {
+        if (void* const handle = qm_createThread(func, argument)) return handle;
+        auto* const handle = new pthread_t;
+        EXPECT_EQ(0, pthread_create(handle, nullptr, func, argument));
+        return handle;
+    }
+
+    static void dropRights()
+    {
+        constexpr rlimit none = {};
+        ASSERT_EQ(0, setrlimit(RLIMIT_RTPRIO, &none));
+        if (geteuid() == 0) {
+            ASSERT_EQ(0, setresuid(65534, 65534, 65534));
+        }
+        ASSERT_FALSE(mayBeRealTime());
+    }
+
+    /// A thread that could not be created leaves its handle's storage behind, on purpose.
+    static void* createInVain()
+    {
+        if (__lsan_disable != nullptr) __lsan_disable();
+        return qm_createThread(&doNothing, nullptr);
+    }
+
+    qm::test::LogCapture log_;
+};
+
+TEST_F(Threads, StartAtTheLowestRealTimePriority)
+{
+    if (!mayBeRealTime()) {
+        EXPECT_EQ(nullptr, createInVain());
+        return;
+    }
+    std::atomic<int> scheduling = 0;
+    void* const thread = qm_createThread(&noteScheduling, &scheduling);
+    ASSERT_NE(nullptr, thread);
+    while (scheduling == 0) {
+    }
+    EXPECT_EQ(SCHED_FIFO * 100 + 1, scheduling);
+    EXPECT_EQ(0, qm_destroyThread(thread)) << "also of one that has ended";
+    EXPECT_THAT(log_.lines(), ElementsAre("debug QM: created thread with prio 1"));
+}
+
+TEST_F(Threads, WithoutTheRightAreRefused)
+{
+    dropRights();
+    EXPECT_EQ(nullptr, createInVain());
+    EXPECT_THAT(log_.lines(), ElementsAre("error QM: pthread_create returns 1: Operation not permitted"));
+}
+
+TEST_F(Threads, AFailingStepIsLoggedWithItsResult)
+{
+    for (const char* step :
+         {"pthread_attr_init", "pthread_attr_setinheritsched", "pthread_attr_setschedpolicy",
+          "pthread_attr_getschedparam", "pthread_attr_setschedparam"}) {
+        failingStep = step;
+        EXPECT_EQ(nullptr, createInVain());
+    }
+    EXPECT_THAT(log_.lines(), ElementsAre("error QM: pthread_attr_init returns 22",
+                                          "error QM: pthread_attr_setinheritsched returns 22",
+                                          "error QM: pthread_attr_setschedpolicy returns 22",
+                                          "error QM: pthread_attr_getschedparam returns 22",
+                                          "error QM: pthread_attr_setschedparam returns 22 with prio 1"));
+}
+
+using Block = void (*)(void* semaphore);
+
+struct BlockedThread
+{
+    Block block;
+    void* semaphore = qm_createSemaphore(0);
+    std::atomic<bool> hasBegun = false;
+    std::atomic<bool> isUnwound = false;
+};
+
+void* blockForEver(void* argument)
+{
+    auto* const self = static_cast<BlockedThread*>(argument);
+    struct Unwinding
+    {
+        ~Unwinding() { *isUnwound = true; }
+        std::atomic<bool>* isUnwound;
+    } const unwinding{&self->isUnwound};
+    self->hasBegun = true;
+    for (;;)
+        self->block(self->semaphore);
+}
+
+class Blocked : public Threads, public testing::WithParamInterface<std::pair<const char*, Block>>
+{};
+
+TEST_P(Blocked, ThreadIsDestroyedAndTheProcessLives)
+{
+    BlockedThread blocked{GetParam().second};
+    void* const thread = start(&blockForEver, &blocked);
+    while (!blocked.hasBegun) {
+    }
+    (void)usleep(2000);  // let it block; right also when it has not yet
+    EXPECT_EQ(0, qm_destroyThread(thread));
+    EXPECT_TRUE(blocked.isUnwound);
+    qm_signalBaseRateSync();  // needs the lock that a cancelled wait had
+    EXPECT_EQ(0, qm_waitForBaseRateSync());
+    delete static_cast<sem_t*>(blocked.semaphore);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    In, Blocked,
+    testing::Values(std::pair("ASemaphore", [](void* semaphore) { (void)qm_waitForSemaphore(semaphore); }),
+                    std::pair("ASleep", [](void*) { qm_wait_s(5000.0); }),
+                    std::pair("TheBaseRate", [](void*) { (void)qm_waitForBaseRateSync(); })),
+    [](const auto& row) { return std::string(row.param.first); });
+
+TEST_F(Threads, PriorityIsReadBackFromTheKernel)
+{
+    struct Row
+    {
+        int policy, priority, expected;
+    };
+    const bool isAllowed = mayBeRealTime();
+    for (const auto& [policy, priority, expected] :
+         {Row{SCHED_FIFO, 7, 7}, Row{SCHED_RR, 8, 8}, Row{SCHED_FIFO | SCHED_RESET_ON_FORK, 9, 9},
+          Row{SCHED_RR | SCHED_RESET_ON_FORK, 1, 1}, Row{SCHED_BATCH, 0, 0}}) {
+        const sched_param parameters = {.sched_priority = priority};
+        EXPECT_EQ(isAllowed || expected == 0, sched_setscheduler(0, policy, &parameters) == 0);
+        EXPECT_EQ(isAllowed ? expected : 0, qm_getPidPriority(0));
+        EXPECT_EQ(isAllowed ? expected : 0, qm_getPidPriority(gettid()));
+    }
+}
+
+TEST_F(Threads, PriorityIsRaised)
+{
+    const bool isAllowed = mayBeRealTime();
+    EXPECT_EQ(isAllowed ? 0 : -1, qm_setPidPriority(gettid(), 42));
+    EXPECT_EQ(isAllowed ? 42 : 0, qm_getPidPriority(gettid()));
+    EXPECT_EQ(isAllowed ? SCHED_FIFO : SCHED_OTHER, sched_getscheduler(0));
+    EXPECT_EQ(isAllowed, log_.lines().empty());
+}
+
+TEST_F(Threads, PriorityOutOfRangeIsRefusedWithTheTextOfMinusOne)
+{
+    EXPECT_EQ(-1, qm_setPidPriority(0, 100));
+    EXPECT_EQ(EINVAL, errno);
+    EXPECT_THAT(
+        log_.lines(),
+        ElementsAre("error QM: Elevating thread 0 to 100, sched_setscheduler returns -1: Unknown error -1"));
+}
+
+TEST_F(Threads, PriorityOfNobodyIsMinusOne)
+{
+    EXPECT_EQ(-1, qm_getPidPriority(0x3FFFFFFF));
+    EXPECT_EQ(ESRCH, errno);
+    EXPECT_EQ(-1, qm_getPidPriority(-1));
+    EXPECT_THAT(log_.lines(), IsEmpty());
+}
+
+}  // namespace
+
+// Come before the C library's, for libqm too.
+#define STEP(name, parameters, ...)                                                     \
+    extern "C" __attribute__((visibility("default"))) int name parameters noexcept      \
+    {                                                                                   \
+        if (failingStep == #name) return EINVAL;                                        \
+        return reinterpret_cast<decltype(&name)>(dlsym(RTLD_NEXT, #name))(__VA_ARGS__); \
+    }
+
+STEP(pthread_attr_init, (pthread_attr_t * self), self)
+STEP(pthread_attr_setinheritsched, (pthread_attr_t * self, int inherit), self, inherit)
+STEP(pthread_attr_setschedpolicy, (pthread_attr_t * self, int policy), self, policy)
+STEP(pthread_attr_getschedparam, (const pthread_attr_t* self, sched_param* read), self, read)
+STEP(pthread_attr_setschedparam, (pthread_attr_t * self, const sched_param* wanted), self, wanted)
