@@ -57,8 +57,8 @@ public:
         device.DeviceId = 0x11E8;
         descriptors_ = openDescriptors();
         EXPECT_EQ(0, qm_uio_createInterruptContext(&context_, &device));
-        kernel_.writes.clear();
-        kernel_.priorities[kThread] = 50;
+        kernel.writes.clear();
+        kernel.priorities[kThread] = 50;
     }
 
     void TearDown() override
@@ -72,7 +72,6 @@ public:
 protected:
     World world_;
     LogCapture log_;
-    FakeKernel kernel_;
     qm_InterruptContext* context_ = nullptr;
 
 private:
