@@ -20,22 +20,19 @@ struct Write
 };
 
 /**
- * What files cannot play of a kernel, during this object's life: this program's own write, pwrite and sched_
- * functions come before the C library's for all that it loads.
+ * What files cannot play of a kernel: this program's own write, pwrite and sched_ functions come before the C
+ * library's for all that it loads.
  */
 struct FakeKernel
 {
-    FakeKernel();
-    ~FakeKernel();
-    FakeKernel(const FakeKernel&) = delete;
-    FakeKernel& operator=(const FakeKernel&) = delete;
-
     std::vector<Write> writes;                                // below /sys, /dev/uio and /proc/irq
     std::map<std::string, std::function<ssize_t()>> answers;  // to a write, by path: its size or -errno
     std::map<pid_t, int> priorities;                          // of real-time threads; others do not exist
     std::vector<std::pair<pid_t, int>> raised;
     int refusesPriorities = 0;  // errno
 };
+
+inline FakeKernel kernel;
 
 }  // namespace qm::test
 

@@ -18,11 +18,11 @@ TEST_F(InterruptTest, AttachDisablesTheInterruptAndEnableWritesTheByteWithoutThe
 {
     for (const uint16_t command : {uint16_t{0x0300}, uint16_t{0x0700}}) {
         world_.add(board(0x1234, 0x11E8).at(0x1a, 0x1f).word(4, command));
-        kernel_.writes.clear();
+        kernel.writes.clear();
         qm_InterruptContext context = *context_;
         EXPECT_EQ(0, qm_uio_interruptAttach(&context));
         EXPECT_EQ(0, qm_uio_enableInterrupt(&context));
-        EXPECT_THAT(kernel_.writes,
+        EXPECT_THAT(kernel.writes,
                     ElementsAre(Write{kBoard + "config", 5, "\x07"}, Write{kBoard + "config", 5, "\x03"}));
         close(context.uiofd);
         close(context.configfd);
@@ -31,10 +31,10 @@ TEST_F(InterruptTest, AttachDisablesTheInterruptAndEnableWritesTheByteWithoutThe
 
 TEST_F(InterruptTest, DetachLowersAndPlacesAThreadThatWasNotRaisedHere)
 {
-    kernel_.priorities[kThread] = 61;
+    kernel.priorities[kThread] = 61;
     EXPECT_EQ(0, qm_uio_interruptAttach(context_));
     qm_uio_interruptDetach(std::exchange(context_, nullptr));
-    EXPECT_THAT(kernel_.raised, ElementsAre(std::pair(kThread, 50)));
+    EXPECT_THAT(kernel.raised, ElementsAre(std::pair(kThread, 50)));
     EXPECT_EQ("0\n", sandbox::readFile(kAffinity));
 }
 
@@ -43,7 +43,7 @@ TEST_F(InterruptTest, ABoardThatHasAUioDeviceIsNotBoundAgain)
     std::filesystem::create_directories(kBoard + "uio/power");
     ASSERT_EQ(0, chmod(kNode.c_str(), 0600));
     EXPECT_EQ(7, qm_uio_bindDeviceToUio(&context_->pciInfo));
-    EXPECT_THAT(kernel_.writes, IsEmpty());
+    EXPECT_THAT(kernel.writes, IsEmpty());
     struct stat status = {};
     EXPECT_EQ(0, stat(kNode.c_str(), &status));
     EXPECT_EQ(0666U, status.st_mode & 0777);
@@ -54,19 +54,19 @@ TEST_F(InterruptTest, IdentifiersArePaddedWithBlanks)
     std::filesystem::remove_all(kBoard + "uio");
     context_->pciInfo.VendorId = 0x10;
     context_->pciInfo.DeviceId = 0x1;
-    kernel_.answers[kUioDriver + "new_id"] = [] { return giveUioDevice(), 9; };
+    kernel.answers[kUioDriver + "new_id"] = [] { return giveUioDevice(), 9; };
     EXPECT_EQ(7, qm_uio_bindDeviceToUio(&context_->pciInfo));
-    EXPECT_THAT(kernel_.writes, ElementsAre(Write{kUioDriver + "new_id", -1, "  10    1"}));
+    EXPECT_THAT(kernel.writes, ElementsAre(Write{kUioDriver + "new_id", -1, "  10    1"}));
 }
 
 TEST_F(InterruptTest, ABoardOfAnotherDriverIsTakenOver)
 {
     std::filesystem::remove_all(kBoard + "uio");
-    kernel_.answers[kUioDriver + "new_id"] = [] { return -EEXIST; };
-    kernel_.answers[kUnbind] = [] { return std::filesystem::remove(kBoard + "driver"), 12; };
-    kernel_.answers[kUioDriver + "bind"] = [] { return giveUioDevice(), 12; };
+    kernel.answers[kUioDriver + "new_id"] = [] { return -EEXIST; };
+    kernel.answers[kUnbind] = [] { return std::filesystem::remove(kBoard + "driver"), 12; };
+    kernel.answers[kUioDriver + "bind"] = [] { return giveUioDevice(), 12; };
     EXPECT_EQ(7, qm_uio_bindDeviceToUio(&context_->pciInfo));
-    EXPECT_THAT(kernel_.writes,
+    EXPECT_THAT(kernel.writes,
                 ElementsAre(Write{kUioDriver + "new_id", -1, "1234 11e8"}, Write{kUnbind, -1, "0000:1a:1f.0"},
                             Write{kUioDriver + "bind", -1, "0000:1a:1f.0"}));
     EXPECT_THAT(log_.lines(), IsEmpty());
@@ -75,7 +75,7 @@ TEST_F(InterruptTest, ABoardOfAnotherDriverIsTakenOver)
 struct Obstacle
 {
     const char* name;
-    void (*put)(FakeKernel&);
+    void (*put)();
     int result;
     const char* text;
     const char* lastLine = "";
@@ -95,7 +95,7 @@ class Unbindable : public Unattachable
 
 TEST_P(Unattachable, GivesErrnoAndTheReasonAndCanBeDetached)
 {
-    GetParam().put(kernel_);
+    GetParam().put();
     EXPECT_EQ(GetParam().result, qm_uio_interruptAttach(context_));
     EXPECT_STREQ(GetParam().text, pQmErrorStr);
 }
@@ -103,7 +103,7 @@ TEST_P(Unattachable, GivesErrnoAndTheReasonAndCanBeDetached)
 TEST_P(Unbindable, GivesErrnoAndLogsTheReason)
 {
     std::filesystem::remove_all(kBoard + "uio");
-    GetParam().put(kernel_);
+    GetParam().put();
     EXPECT_EQ(GetParam().result, qm_uio_interruptAttach(context_));
     EXPECT_EQ(std::string("INT MAP -> Failed to bind UIO device: ") + GetParam().text + "\n", pQmErrorStr);
     const auto lines = log_.lines();
@@ -121,28 +121,25 @@ const auto kNameOf = [](const auto& row) { return std::string(row.param.name); }
 INSTANTIATE_TEST_SUITE_P(
     Because, Unbindable,
     testing::Values(
-        Obstacle{"TheDriverIsNotLoaded", [](FakeKernel&) { std::filesystem::remove_all(kUioDriver); },
-                 -ENOENT, "No such file or directory",
+        Obstacle{"TheDriverIsNotLoaded", [] { std::filesystem::remove_all(kUioDriver); }, -ENOENT,
+                 "No such file or directory",
                  "info QM: bindDeviceToUio: open(new_id) failed: No such file or directory"},
         Obstacle{"TheIdentifiersAreRefused",
-                 [](FakeKernel& kernel) { kernel.answers[kUioDriver + "new_id"] = [] { return -EINVAL; }; },
-                 -EINVAL, "Invalid argument",
+                 [] { kernel.answers[kUioDriver + "new_id"] = [] { return -EINVAL; }; }, -EINVAL,
+                 "Invalid argument",
                  "info QM: bindDeviceToUio: write(new_id) failed: Invalid argument (bytes=-1)"},
-        Obstacle{"TheIdentifiersAreCut",
-                 [](FakeKernel& kernel) { kernel.answers[kUioDriver + "new_id"] = [] { return 5; }; }, -EIO,
-                 "Input/output error",
+        Obstacle{"TheIdentifiersAreCut", [] { kernel.answers[kUioDriver + "new_id"] = [] { return 5; }; },
+                 -EIO, "Input/output error",
                  "info QM: bindDeviceToUio: write(new_id) failed: Input/output error (bytes=5)"},
-        Obstacle{"TheOtherDriverKeepsIt", [](FakeKernel&) { replaceByDirectory(kUnbind); }, -EISDIR,
-                 "Is a directory", "info QM: bindDeviceToUio: unbind existing driver failed."},
-        Obstacle{"TheDriverHasNoBindFile", [](FakeKernel&) { std::filesystem::remove(kUioDriver + "bind"); },
-                 -ENOENT, "No such file or directory",
-                 "info QM: bindDeviceToUio: bind to uio_quillmark failed."},
-        Obstacle{"TheDriverDoesNotTakeIt", [](FakeKernel&) {}, -ENOENT, "No such file or directory"},
-        Obstacle{"NoUioDeviceIsMade",
-                 [](FakeKernel&) { std::filesystem::create_directories(kBoard + "uio/uiox"); }, -ENODEV,
-                 "No such device"},
+        Obstacle{"TheOtherDriverKeepsIt", [] { replaceByDirectory(kUnbind); }, -EISDIR, "Is a directory",
+                 "info QM: bindDeviceToUio: unbind existing driver failed."},
+        Obstacle{"TheDriverHasNoBindFile", [] { std::filesystem::remove(kUioDriver + "bind"); }, -ENOENT,
+                 "No such file or directory", "info QM: bindDeviceToUio: bind to uio_quillmark failed."},
+        Obstacle{"TheDriverDoesNotTakeIt", [] {}, -ENOENT, "No such file or directory"},
+        Obstacle{"NoUioDeviceIsMade", [] { std::filesystem::create_directories(kBoard + "uio/uiox"); },
+                 -ENODEV, "No such device"},
         Obstacle{"ItsNodeIsMissing",
-                 [](FakeKernel& kernel) {
+                 [] {
                      std::filesystem::remove(kNode);
                      kernel.answers[kUioDriver + "bind"] = [] { return InterruptTest::giveUioDevice(), 12; };
                  },
@@ -151,20 +148,19 @@ INSTANTIATE_TEST_SUITE_P(
 
 INSTANTIATE_TEST_SUITE_P(
     Because, Unattachable,
-    testing::Values(
-        Obstacle{"ItsNodeCannotBeOpened", [](FakeKernel&) { replaceByDirectory(kNode); }, -EISDIR,
-                 "INT MAP -> Failed to open UIO device /dev/uio7: Is a directory\n"},
-        Obstacle{"ItsConfigurationIsMissing", [](FakeKernel&) { std::filesystem::remove(kBoard + "config"); },
-                 -ENOENT, "Failed to open PCI configuration file: No such file or directory\n"},
-        Obstacle{"ItsConfigurationHasFiveBytes",
-                 [](FakeKernel&) { std::filesystem::resize_file(kBoard + "config", 5); }, -EIO,
-                 "Failed to read upper command byte: Input/output error\n"},
-        Obstacle{"ItsConfigurationIsReadOnly",
-                 [](FakeKernel& kernel) { kernel.answers[kBoard + "config"] = [] { return -EPERM; }; },
-                 -EPERM, "Failed to write upper command byte: Operation not permitted\n"},
-        Obstacle{"ItsConfigurationTakesNothing",
-                 [](FakeKernel& kernel) { kernel.answers[kBoard + "config"] = [] { return 0; }; }, -EIO,
-                 "Failed to write upper command byte: Input/output error\n"}),
+    testing::Values(Obstacle{"ItsNodeCannotBeOpened", [] { replaceByDirectory(kNode); }, -EISDIR,
+                             "INT MAP -> Failed to open UIO device /dev/uio7: Is a directory\n"},
+                    Obstacle{"ItsConfigurationIsMissing", [] { std::filesystem::remove(kBoard + "config"); },
+                             -ENOENT, "Failed to open PCI configuration file: No such file or directory\n"},
+                    Obstacle{"ItsConfigurationHasFiveBytes",
+                             [] { std::filesystem::resize_file(kBoard + "config", 5); }, -EIO,
+                             "Failed to read upper command byte: Input/output error\n"},
+                    Obstacle{"ItsConfigurationIsReadOnly",
+                             [] { kernel.answers[kBoard + "config"] = [] { return -EPERM; }; }, -EPERM,
+                             "Failed to write upper command byte: Operation not permitted\n"},
+                    Obstacle{"ItsConfigurationTakesNothing",
+                             [] { kernel.answers[kBoard + "config"] = [] { return 0; }; }, -EIO,
+                             "Failed to write upper command byte: Input/output error\n"}),
     kNameOf);
 
 /** The node is a pipe: what is written into it is what the kernel counts. */
@@ -213,16 +209,16 @@ public:
     Enabling()
     {
         EXPECT_EQ(0, qm_uio_interruptAttach(context_));
-        kernel_.writes.clear();
+        kernel.writes.clear();
     }
 };
 
 TEST_F(Enabling, TellsErrnoOfAFailureButTheTextOfTheResult)
 {
-    kernel_.answers[kBoard + "config"] = [] { return -EROFS; };
+    kernel.answers[kBoard + "config"] = [] { return -EROFS; };
     EXPECT_EQ(-EROFS, qm_uio_enableInterrupt(context_));
     EXPECT_STREQ("Interrupt Enable: Failed to write config file: Unknown error -1\n", pQmErrorStr);
-    kernel_.answers[kBoard + "config"] = [] { return 0; };
+    kernel.answers[kBoard + "config"] = [] { return 0; };
     EXPECT_EQ(-EIO, qm_uio_enableInterrupt(context_));
     EXPECT_STREQ("Interrupt Enable: Failed to write config file: Success\n", pQmErrorStr);
 }
@@ -232,22 +228,22 @@ TEST_F(Enabling, WithTheFixSetsBitsOfTheBoardsRegister)
     uint32_t boardRegister = 0x80000001;
     context_->qm_int_fix = {false, &boardRegister, 0x44434240, 0x34333231};
     EXPECT_EQ(0, qm_uio_interruptEnableFix(context_));
-    EXPECT_THAT(kernel_.writes, ElementsAre(Write{kNode, 0, "1234"}, Write{kNode, 0, "@BCD"}));
+    EXPECT_THAT(kernel.writes, ElementsAre(Write{kNode, 0, "1234"}, Write{kNode, 0, "@BCD"}));
     EXPECT_EQ(0, qm_uio_enableInterrupt(context_));
     EXPECT_EQ(0xC4434241U, boardRegister);
     context_->qm_int_fix.target_register = nullptr;
     EXPECT_EQ(0, qm_uio_enableInterrupt(context_));
-    EXPECT_EQ(2U, kernel_.writes.size()) << "the command register is left alone";
+    EXPECT_EQ(2U, kernel.writes.size()) << "the command register is left alone";
 }
 
 TEST_F(Enabling, AFixThatTheDriverRefusesIsReportedAndStaysRequested)
 {
-    kernel_.answers[kNode] = [] { return -ENOSYS; };
+    kernel.answers[kNode] = [] { return -ENOSYS; };
     EXPECT_EQ(-ENOSYS, qm_uio_interruptEnableFix(context_));
     EXPECT_STREQ("Failed to enable Quillmark interrupt fix: Function not implemented\n", pQmErrorStr);
     EXPECT_TRUE(context_->qm_int_fix.requested_by_user);
-    kernel_.writes.clear();
-    kernel_.answers[kNode] = [this] { return kernel_.writes.size() == 1 ? 4 : 2; };
+    kernel.writes.clear();
+    kernel.answers[kNode] = [] { return kernel.writes.size() == 1 ? 4 : 2; };
     EXPECT_EQ(-EIO, qm_uio_interruptEnableFix(context_));
     EXPECT_STREQ("Failed to write Quillmark interrupt fix int mask: Input/output error\n", pQmErrorStr);
 }

@@ -10,6 +10,7 @@
 
 #include <gmock/gmock.h>
 #include <sys/mount.h>
+#include <unistd.h>
 
 #include <cerrno>
 
@@ -35,7 +36,8 @@ public:
         std::filesystem::create_directory("/sys/host_proc");
         EXPECT_EQ(0, mount("/proc", "/sys/host_proc", nullptr, MS_BIND | MS_REC, nullptr));
         sandbox::freshDirectory("/proc");
-        std::filesystem::create_symlink("/sys/host_proc/self", "/proc/self");
+        for (const auto& self : {std::string("self"), std::to_string(getpid())})
+            std::filesystem::create_symlink("/sys/host_proc/" + self, "/proc/" + self);
         sandbox::freshDirectory("/dev");
         world_.add(board(0x1234, 0x11E8).at(0x1a, 0x1f).word(4, 0x0300));
         for (const auto& path : {kUioDriver + "new_id", kUioDriver + "bind", kUnbind, kNode})
@@ -55,8 +57,8 @@ public:
         device.DeviceId = 0x11E8;
         descriptors_ = openDescriptors();
         EXPECT_EQ(0, qm_uio_createInterruptContext(&context_, &device));
-        kernel_.writes.clear();
-        kernel_.priorities[kThread] = 50;
+        kernel.writes.clear();
+        kernel.priorities[kThread] = 50;
     }
 
     void TearDown() override
@@ -70,7 +72,6 @@ public:
 protected:
     World world_;
     LogCapture log_;
-    FakeKernel kernel_;
     qm_InterruptContext* context_ = nullptr;
 
 private:

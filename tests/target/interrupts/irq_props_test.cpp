@@ -24,9 +24,9 @@ protected:
     void restart(int currentPriority)
     {
         pQmErrorStr[0] = '\0';
-        kernel_.raised.clear();
-        kernel_.priorities.clear();
-        if (currentPriority >= 0) kernel_.priorities[kThread] = currentPriority;
+        kernel.raised.clear();
+        kernel.priorities.clear();
+        if (currentPriority >= 0) kernel.priorities[kThread] = currentPriority;
     }
 };
 
@@ -70,7 +70,7 @@ TEST_F(IrqProperties, FollowTheConsumerOrTheModelsTrigger)
         context_->priority = row.consumer;
         EXPECT_EQ(*row.error == '\0' ? 0 : -1, qm_uio_setIrqProps(context_));
         EXPECT_STREQ(row.error, pQmErrorStr);
-        EXPECT_EQ(raisedTo(row.raisedTo), kernel_.raised);
+        EXPECT_EQ(raisedTo(row.raisedTo), kernel.raised);
         EXPECT_EQ(row.listAfter, sandbox::readFile(kAffinity));
         EXPECT_EQ(row.cpu, context_->irq_cpu_assigned);
     }
@@ -79,7 +79,7 @@ TEST_F(IrqProperties, FollowTheConsumerOrTheModelsTrigger)
 TEST_F(IrqProperties, WithoutAnAsynchronousCpuLeaveTheInterruptWhereItIs)
 {
     sandbox::writeFile("/sys/devices/system/cpu/possible", "0-1\n");
-    kernel_.answers[kAffinity] = [] { return -EINVAL; };
+    kernel.answers[kAffinity] = [] { return -EINVAL; };
     EXPECT_EQ(0, qm_uio_setIrqProps(context_));
     EXPECT_EQ(-1, context_->irq_cpu_assigned);
     context_->isModelTrigger = true;
@@ -95,11 +95,11 @@ TEST_F(IrqProperties, AResetOnlyLowersThePriority)
         restart(current);
         context_->defaultPriority = asked;
         EXPECT_EQ(loweredTo < 0 ? -1 : 0, qm_uio_resetIrqProps(context_));
-        EXPECT_EQ(raisedTo(loweredTo), kernel_.raised);
+        EXPECT_EQ(raisedTo(loweredTo), kernel.raised);
     }
     EXPECT_STREQ("Invalid IRQ thread priority value -1. Priority must be between 1 and 99.", pQmErrorStr);
     EXPECT_EQ("0\n", sandbox::readFile(kAffinity));
-    kernel_.refusesPriorities = EPERM;
+    kernel.refusesPriorities = EPERM;
     context_->defaultPriority = 50;
     EXPECT_EQ(-1, qm_uio_resetIrqProps(context_));
     EXPECT_STREQ("Failed to set priority of IRQ thread PID 4711 to 50", pQmErrorStr);
@@ -124,14 +124,14 @@ TEST_F(IrqProperties, GoToTheOneThreadNamedLikeTheDeviceBehindTheFirstDash)
     for (const auto& row : rows) {
         SCOPED_TRACE(testing::Message() << row.device << row.thread);
         restart(50);
-        kernel_.priorities[5000] = 50;
+        kernel.priorities[5000] = 50;
         sandbox::writeFile(kUio + "name", row.device);
         sandbox::writeFile("/proc/5000/comm", std::string(row.thread) + "\n");
         EXPECT_EQ(row.error == 0 ? 0 : -1, qm_uio_setIrqProps(context_));
         if (row.error == 0) continue;
         EXPECT_EQ(row.error, errno);
         EXPECT_STREQ("Failed to find IRQ thread PID for UIO 7", pQmErrorStr);
-        EXPECT_THAT(kernel_.raised, IsEmpty());
+        EXPECT_THAT(kernel.raised, IsEmpty());
     }
 }
 
