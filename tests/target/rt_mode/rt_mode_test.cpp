@@ -91,6 +91,15 @@ protected:
         slrealtime::standalone::setModelInfo(model);
     }
 
+    /** The model's base directory, with nothing in it. */
+    static fs::path emptyModelDir()
+    {
+        const std::string program = fs::read_symlink("/proc/self/exe");
+        const fs::path modelDir = program.substr(0, program.find("/bin/"));
+        sandbox::freshDirectory(modelDir);
+        return modelDir;
+    }
+
     /** One run of the service; every write below /sys as "file: bytes". */
     Lines run()
     {
@@ -129,9 +138,7 @@ TEST_F(RtMode, TenModelsEnterItTheOthersOnlyLightTheirLed)
 
 TEST_F(RtMode, TheHrtimerIsKeptForAPeriodicTimerThatIsNotBuiltForPolling)
 {
-    const std::string program = fs::read_symlink("/proc/self/exe");
-    const fs::path modelDir = program.substr(0, program.find("/bin/"));
-    sandbox::freshDirectory(modelDir);
+    const fs::path pollingMark = emptyModelDir() / "isPollingMode";
     using enum TriggerMode;
     using enum TimingMode;
     struct Decision
@@ -151,7 +158,7 @@ TEST_F(RtMode, TheHrtimerIsKeptForAPeriodicTimerThatIsNotBuiltForPolling)
         SCOPED_TRACE(row.words);
         furnish();
         setModel(row.trigger, row.mode);
-        if (row.polling) fs::create_directory(modelDir / "isPollingMode");
+        if (row.polling) fs::create_directory(pollingMark);
         const bool isKept = row.words == "periodic timer trigger";
         EXPECT_EQ(replaced(kWholeRun, 2, isKept ? "disable_hrtimer: 0\n" : "disable_hrtimer: 1\n"), run());
         Lines log = {"debug QM: Polling mode indicated by model build",
@@ -210,7 +217,10 @@ TEST_F(RtMode, AFileThatIsMissingOrRefusesLeavesTheRestOfTheRunAsItIs)
 TEST_F(RtMode, ASecondRunOfTheSameServiceStartsAfresh)
 {
     const auto descriptors = openDescriptors();
-    EXPECT_EQ(kWholeRun, run());
+    const fs::path pollingMark = emptyModelDir() / "isPollingMode";
+    sandbox::writeFile(pollingMark, "");
+    EXPECT_EQ(replaced(kWholeRun, 2, "disable_hrtimer: 1\n"), run());
+    fs::remove(pollingMark);
     sandbox::writeFile(kIsolated, "1\n");
     EXPECT_EQ(replaced(kWholeRun, 3, "rt_cpus: 1\n"), run());
     EXPECT_EQ(descriptors.size() + 2, openDescriptors().size());
