@@ -5,7 +5,6 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
 #include <cstdio>
 
@@ -15,16 +14,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr const char* kManager = "/dev/u-dma-buf-mgr";
 BufferDriver* driver = nullptr;
-
-bool isManager(int descriptor)
-{
-    std::array<char, 64> target{};
-    const std::string link = "/proc/self/fd/" + std::to_string(descriptor);
-    return readlink(link.c_str(), target.data(), target.size() - 1) > 0 &&
-           std::string(target.data()) == kManager;
-}
 
 }  // namespace
 
@@ -32,7 +22,7 @@ BufferDriver::BufferDriver()
 {
     sandbox::freshDirectory("/dev");
     sandbox::freshDirectory("/sys");
-    restoreManager();
+    sandbox::writeFile(kManager, "");
     driver = this;
 }
 
@@ -41,49 +31,27 @@ BufferDriver::~BufferDriver()
     driver = nullptr;
 }
 
-std::string BufferDriver::attribute(const std::string& name, const std::string& file)
-{
-    return "/sys/class/u-dma-buf/" + name + "/" + file;
-}
-
-void BufferDriver::removeManager()
-{
-    fs::remove(kManager);
-}
-
-void BufferDriver::restoreManager()
-{
-    sandbox::writeFile(kManager, "");
-}
-
 void BufferDriver::make(const std::string& name, unsigned long size)
 {
-    sandbox::sparseFile(node(name), size);
-    fs::permissions(node(name), fs::perms::owner_read | fs::perms::owner_write);
-    sandbox::writeFile(attribute(name, "sync_mode"), "1\n");
-    sandbox::writeFile(attribute(name, "phys_addr"), "0x0000000123456000\n");
-    sandbox::writeFile(attribute(name, "size"), std::to_string(size) + "\n");
-    if (afterMake) afterMake(name);
+    const std::string attributes = "/sys/class/u-dma-buf/" + name;
+    sandbox::sparseFile("/dev/" + name, size);
+    fs::permissions("/dev/" + name, fs::perms{0600});
+    sandbox::writeFile(attributes + "/sync_mode", "1\n");
+    sandbox::writeFile(attributes + "/phys_addr", "0x0000000123456000\n");
+    sandbox::writeFile(attributes + "/size", std::to_string(size) + "\n");
+    afterMake();
 }
 
-int BufferDriver::obey(const std::string& command)
+bool BufferDriver::obey(const std::string& command)
 {
     commands.push_back(command);
-    if (refuses) return EINVAL;
-    std::array<char, 64> name{};
+    char name[64]{};
     unsigned long size = 0;
     char end = 0;
-    if (std::sscanf(command.c_str(), "create %63s %lu%c", name.data(), &size, &end) == 3 && end == '\n') {
-        if (size == 0 || fs::exists(node(name.data()))) return EINVAL;
-        make(name.data(), size);
-        return 0;
-    }
-    if (std::sscanf(command.c_str(), "delete %63s%c", name.data(), &end) == 2 && end == '\n') {
-        if (!fs::remove(node(name.data()))) return EINVAL;
-        fs::remove_all(fs::path(attribute(name.data(), "size")).parent_path());
-        return 0;
-    }
-    return EINVAL;
+    if (std::sscanf(command.c_str(), "create %63s %lu%c", name, &size, &end) == 3 && end == '\n')
+        return size != 0 && (make(name, size), true);
+    return std::sscanf(command.c_str(), "delete %63s%c", name, &end) == 2 && end == '\n' &&
+           fs::remove(std::string("/dev/") + name);
 }
 
 }  // namespace qm::test
@@ -92,8 +60,12 @@ extern "C" __attribute__((visibility("default"))) ssize_t write(int descriptor, 
                                                                 size_t size)
 {
     using qm::test::driver;
-    if (driver == nullptr || !qm::test::isManager(descriptor))
+    char path[64]{};
+    const std::string link = "/proc/self/fd/" + std::to_string(descriptor);
+    if (driver == nullptr || readlink(link.c_str(), path, sizeof path - 1) < 0 ||
+        std::string(path) != qm::test::kManager)
         return syscall(SYS_write, descriptor, bytes, size);
-    errno = driver->obey(std::string(static_cast<const char*>(bytes), size));
-    return errno == 0 ? static_cast<ssize_t>(size) : -1;
+    if (driver->obey(std::string(static_cast<const char*>(bytes), size))) return static_cast<ssize_t>(size);
+    errno = EINVAL;
+    return -1;
 }

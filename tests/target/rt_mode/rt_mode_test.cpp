@@ -10,7 +10,7 @@
 #include <gmock/gmock.h>
 
 #include <optional>
-#include <ostream>
+#include <set>
 
 namespace {
 
@@ -31,10 +31,9 @@ namespace qm::test {
 namespace {
 
 namespace fs = std::filesystem;
-using slrealtime::TaskInfo;
 using slrealtime::TimingMode;
 using slrealtime::TriggerMode;
-using testing::IsEmpty;
+using Lines = std::vector<std::string>;
 
 constexpr const char* kIsolated = "/sys/devices/system/cpu/isolated";
 constexpr const char* kRtCpus = "/sys/kernel/qm/rt_cpus";
@@ -42,9 +41,25 @@ constexpr const char* kHrtimer = "/sys/kernel/qm/disable_hrtimer";
 constexpr const char* kLed = "/sys/devices/platform/kite/mcu/led_pulse_period";
 constexpr const char* kGpe = "/sys/firmware/acpi/interrupts/gpe0F";
 
-using Lines = std::vector<std::string>;
+const Lines kWholeRun = {
+    "gpe0F: disable\n", "led_pulse_period: 3000\n", "disable_hrtimer: 0\n", "rt_cpus: 2-3\n",
+    "rt_cpus: \n",      "gpe0F: enable\n",          "led_pulse_period: 0\n"};
 
-/** A target with all files that a run touches; without a pretended model it is a Cube. */
+Lines without(const Lines& all, const std::string& files)
+{
+    Lines lines = all;
+    std::erase_if(lines,
+                  [&](const auto& line) { return files.find(line.substr(0, 4)) != std::string::npos; });
+    return lines;
+}
+
+Lines replaced(Lines lines, size_t at, const std::string& line)
+{
+    lines.at(at) = line;
+    return lines;
+}
+
+/** A target with all the files that a run touches; a Cube unless another one is pretended. */
 class RtMode : public testing::Test
 {
 protected:
@@ -52,26 +67,40 @@ protected:
     {
         world_.add(board(0x8086, 0x5AD9).at(0, 19, 1).multiFunction().bridgeTo(1, 1));
         world_.add(board(0x8086, 0x157B).at(1, 0));
-        sandbox::writeFile(kIsolated, "2-3\n");
-        for (const char* file : {kRtCpus, kHrtimer, kLed, kGpe})
-            sandbox::writeFile(file, "");
+        furnish();
         setModel(TriggerMode::TIMER, TimingMode::PERIODIC);
+    }
+
+    void furnish()
+    {
+        for (const char* file : {kIsolated, kRtCpus, kHrtimer, kLed, kGpe}) {
+            fs::remove(file);
+            sandbox::writeFile(file, file == kIsolated ? "2-3\n" : "");
+        }
+        service_ = slrealtime::standalone::createWorker("QuillmarkRTService");
+        log_.clear();
     }
 
     static void setModel(TriggerMode trigger, TimingMode mode)
     {
-        TaskInfo baseRate;
-        baseRate.trigmode_ = trigger;
-        baseRate.mode_ = mode;
-        TaskInfo other;
-        other.trigmode_ = trigger == TriggerMode::TIMER ? TriggerMode::POLLING : TriggerMode::TIMER;
-        other.mode_ = mode == TimingMode::PERIODIC ? TimingMode::ASYNCHRONOUS : TimingMode::PERIODIC;
         slrealtime::ModelInfo model;
-        model.tasks_ = {baseRate, other};
+        model.tasks_.resize(2);
+        model.tasks_[0].trigmode_ = trigger;
+        model.tasks_[0].mode_ = mode;
+        model.tasks_[1].trigmode_ = trigger == TriggerMode::TIMER ? TriggerMode::POLLING : TriggerMode::TIMER;
         slrealtime::standalone::setModelInfo(model);
     }
 
-    /** One whole run; every write below /sys as "file: bytes", one a write. */
+    /** The model's base directory, with nothing in it. */
+    static fs::path emptyModelDir()
+    {
+        const std::string program = fs::read_symlink("/proc/self/exe");
+        const fs::path modelDir = program.substr(0, program.find("/bin/"));
+        sandbox::freshDirectory(modelDir);
+        return modelDir;
+    }
+
+    /** One run of the service; every write below /sys as "file: bytes". */
     Lines run()
     {
         const KernelCalls calls;
@@ -86,196 +115,118 @@ protected:
 
     World world_;
     LogCapture log_;
-    std::unique_ptr<slrealtime::Worker> service_ = slrealtime::standalone::createWorker("QuillmarkRTService");
+    std::unique_ptr<slrealtime::Worker> service_;
 };
 
-const Lines kLedOnly = {"led_pulse_period: 3000\n", "led_pulse_period: 0\n"};
-const Lines kWholeRun = {"led_pulse_period: 3000\n", "disable_hrtimer: 0\n", "rt_cpus: 2-3\n", "rt_cpus: \n",
-                         "led_pulse_period: 0\n"};
-const Lines kCubeWithoutRealTime = {"gpe0F: disable\n", "led_pulse_period: 3000\n", "gpe0F: enable\n",
-                                    "led_pulse_period: 0\n"};
-const Lines kWholeRunOfACube = {
-    "gpe0F: disable\n", "led_pulse_period: 3000\n", "disable_hrtimer: 0\n", "rt_cpus: 2-3\n",
-    "rt_cpus: \n",      "gpe0F: enable\n",          "led_pulse_period: 0\n"};
-
-class RtModeTarget : public RtMode, public testing::WithParamInterface<int>
-{};
-
-TEST_P(RtModeTarget, IsOneThatEntersRealTimeModeOrOnlyLightsItsLed)
+TEST_F(RtMode, TenModelsEnterItTheOthersOnlyLightTheirLed)
 {
-    constexpr std::array kRealTime = {KR410,  KR411, Lowland, Lowland_TopLayer, RoverV2, Cube, RoverV3,
-                                      Zenith, Brisa, Otter};
-    const auto type = static_cast<qm_TargetType>(GetParam());
-    const bool isRealTime = std::count(kRealTime.begin(), kRealTime.end(), type) != 0;
-    pretended = type;
-    const auto descriptors = openDescriptors();
-    const Lines writes = run();
-    EXPECT_EQ(descriptors.size() + (isRealTime ? 2 : 0), openDescriptors().size());
-    if (type == Cube)
-        EXPECT_EQ(kWholeRunOfACube, writes);
-    else
-        EXPECT_EQ(isRealTime ? kWholeRun : kLedOnly, writes);
-    EXPECT_EQ(isRealTime ? 3U : 0U, log_.lines().size());
-    service_.reset();
-    EXPECT_EQ(descriptors, openDescriptors());
+    const std::set<int> realTime = {KR410,  KR411, Lowland, Lowland_TopLayer, RoverV2, Cube, RoverV3,
+                                    Zenith, Brisa, Otter};
+    for (int type = KR410; type <= NonQuillmark + 1; ++type) {
+        SCOPED_TRACE(type);
+        pretended = static_cast<qm_TargetType>(type);
+        furnish();
+        const auto descriptors = openDescriptors();
+        const bool enters = realTime.contains(type);
+        EXPECT_EQ(without(kWholeRun, enters ? (type == Cube ? "" : "gpe0") : "gpe0 rt_c disa"), run());
+        EXPECT_EQ(enters ? 3U : 0U, log_.lines().size());
+        EXPECT_EQ(descriptors.size() + (enters ? 2 : 0), openDescriptors().size());
+        service_.reset();
+        EXPECT_EQ(descriptors, openDescriptors());
+    }
 }
 
-INSTANTIATE_TEST_SUITE_P(All, RtModeTarget, testing::Range(static_cast<int>(KR410), NonQuillmark + 2));
-
-struct Decision
+TEST_F(RtMode, TheHrtimerIsKeptForAPeriodicTimerThatIsNotBuiltForPolling)
 {
-    const char* name;
-    TriggerMode trigger;
-    TimingMode mode;
-    bool polling;
-    const char* words;
-    const char* hrtimer;
-};
-
-void PrintTo(const Decision& row, std::ostream* out)
-{
-    *out << row.name;
+    const fs::path pollingMark = emptyModelDir() / "isPollingMode";
+    using enum TriggerMode;
+    using enum TimingMode;
+    struct Decision
+    {
+        TriggerMode trigger;
+        TimingMode mode;
+        bool polling;
+        std::string words;
+    };
+    for (const Decision& row :
+         {Decision{TIMER, PERIODIC, false, "periodic timer trigger"},
+          Decision{INTERRUPT, PERIODIC, false, "periodic interrupt trigger, disabling HRTIMER"},
+          Decision{TIMER, ASYNCHRONOUS, false, "asynchronous timer trigger, disabling HRTIMER"},
+          Decision{POLLING, PERIODIC, false, "periodic polling trigger, disabling HRTIMER"},
+          Decision{TriggerMode{7}, ASYNCHRONOUS, false, "asynchronous polling trigger, disabling HRTIMER"},
+          Decision{TIMER, PERIODIC, true, "periodic timer trigger in polling mode, disabling HRTIMER"}}) {
+        SCOPED_TRACE(row.words);
+        furnish();
+        setModel(row.trigger, row.mode);
+        if (row.polling) fs::create_directory(pollingMark);
+        const bool isKept = row.words == "periodic timer trigger";
+        EXPECT_EQ(replaced(kWholeRun, 2, isKept ? "disable_hrtimer: 0\n" : "disable_hrtimer: 1\n"), run());
+        Lines log = {"debug QM: Polling mode indicated by model build",
+                     "debug QM: Found Quillmark Linux RT Kernel with isolated CPU(s): 2-3",
+                     "debug QM: Entering RT mode using " + row.words, "debug QM: Leaving RT mode"};
+        if (!row.polling) log.erase(log.begin());
+        EXPECT_EQ(log, log_.lines());
+    }
 }
 
-class RtModeDecision : public RtMode, public testing::WithParamInterface<Decision>
-{};
-
-TEST_P(RtModeDecision, FollowsTheBaseRateAndTheBuild)
+TEST_F(RtMode, AFileThatIsMissingOrRefusesLeavesTheRestOfTheRunAsItIs)
 {
-    const Decision& decision = GetParam();
-    setModel(decision.trigger, decision.mode);
-    const std::string program = fs::read_symlink("/proc/self/exe");
-    const fs::path modelDir = program.substr(0, program.find("/bin/"));
-    sandbox::freshDirectory(modelDir);
-    if (decision.polling) fs::create_directory(modelDir / "isPollingMode");
-    pretended = Zenith;
-
-    Lines expected = kWholeRun;
-    expected[1] = std::string("disable_hrtimer: ") + decision.hrtimer + "\n";
-    EXPECT_EQ(expected, run());
-    Lines log;
-    if (decision.polling) log.emplace_back("debug QM: Polling mode indicated by model build");
-    log.emplace_back("debug QM: Found Quillmark Linux RT Kernel with isolated CPU(s): 2-3");
-    log.push_back(std::string("debug QM: Entering RT mode using ") + decision.words);
-    log.emplace_back("debug QM: Leaving RT mode");
-    EXPECT_EQ(log, log_.lines());
+    const auto notOpened = [](const std::string& file) {
+        return "error QM: failed to open " + file + " for writing: No such file or directory";
+    };
+    const auto notWritten = [](const std::string& file) {
+        return "error QM: failed to write to " + file + ": No space left on device";
+    };
+    struct Defect
+    {
+        const char* file;
+        const char* content;  // null: missing; "full": takes no value
+        Lines writes;
+        Lines log;
+    };
+    const Lines never = without(kWholeRun, "rt_c disa");
+    const std::string none = "error QM: No isolated CPUs found";
+    for (const Defect& row :
+         {Defect{kIsolated,
+                 nullptr,
+                 never,
+                 {"error QM: failed to read from " + std::string(kIsolated) + ": No such file or directory"}},
+          Defect{kIsolated, "\n", never, {none}}, Defect{kIsolated, "", never, {none}},
+          Defect{kIsolated, " 1,3\n2", replaced(kWholeRun, 3, "rt_cpus:  1,3\n"), {}},
+          Defect{kRtCpus, nullptr, never, {notOpened(kRtCpus)}},
+          Defect{kRtCpus, "full", without(kWholeRun, "rt_c"), {notWritten(kRtCpus), notWritten(kRtCpus)}},
+          Defect{kHrtimer, nullptr, without(replaced(kWholeRun, 3, "disa"), "disa"), {notOpened(kHrtimer)}},
+          Defect{kLed, nullptr, without(kWholeRun, "led_"), {}},
+          Defect{kLed, "full", without(kWholeRun, "led_"), {}},
+          Defect{kGpe, nullptr, without(kWholeRun, "gpe0"), {notOpened(kGpe), notOpened(kGpe)}},
+          Defect{kGpe, "full", without(kWholeRun, "gpe0"), {notWritten(kGpe), notWritten(kGpe)}}}) {
+        const std::string content = row.content == nullptr ? "(missing)" : row.content;
+        SCOPED_TRACE(row.file + (" " + content));
+        furnish();
+        fs::remove(row.file);
+        if (content == "full")
+            fs::create_symlink("/dev/full", row.file);
+        else if (row.content != nullptr)
+            sandbox::writeFile(row.file, content);
+        EXPECT_EQ(row.writes, run());
+        EXPECT_EQ(row.log, log_.linesFrom("info"));
+        EXPECT_EQ(row.content != nullptr, fs::exists(row.file)) << "no file is made";
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    For, RtModeDecision,
-    testing::Values(Decision{"APeriodicTimer", TriggerMode::TIMER, TimingMode::PERIODIC, false,
-                             "periodic timer trigger", "0"},
-                    Decision{"APeriodicInterrupt", TriggerMode::INTERRUPT, TimingMode::PERIODIC, false,
-                             "periodic interrupt trigger, disabling HRTIMER", "1"},
-                    Decision{"AnAsynchronousTimer", TriggerMode::TIMER, TimingMode::ASYNCHRONOUS, false,
-                             "asynchronous timer trigger, disabling HRTIMER", "1"},
-                    Decision{"PeriodicPolling", TriggerMode::POLLING, TimingMode::PERIODIC, false,
-                             "periodic polling trigger, disabling HRTIMER", "1"},
-                    Decision{"ATriggerOfAnotherRelease", static_cast<TriggerMode>(7),
-                             TimingMode::ASYNCHRONOUS, false,
-                             "asynchronous polling trigger, disabling HRTIMER", "1"},
-                    Decision{"ATimerBuiltForPolling", TriggerMode::TIMER, TimingMode::PERIODIC, true,
-                             "periodic timer trigger in polling mode, disabling HRTIMER", "1"},
-                    Decision{"AnInterruptBuiltForPolling", TriggerMode::INTERRUPT, TimingMode::ASYNCHRONOUS,
-                             true, "asynchronous interrupt trigger in polling mode, disabling HRTIMER", "1"}),
-    [](const auto& row) { return row.param.name; });
-
-struct Defect
-{
-    const char* name;
-    const char* file;
-    std::optional<std::string> content;  // nothing: the file is missing
-    Lines writes;
-    Lines log;  // from info on
-};
-
-void PrintTo(const Defect& row, std::ostream* out)
-{
-    *out << row.name;
-}
-
-class RtModeDefect : public RtMode, public testing::WithParamInterface<Defect>
-{};
-
-TEST_P(RtModeDefect, LeavesTheRestOfTheRunAsItIs)
-{
-    const Defect& defect = GetParam();
-    fs::remove(defect.file);
-    if (defect.content == "full")
-        fs::create_symlink("/dev/full", defect.file);
-    else if (defect.content)
-        sandbox::writeFile(defect.file, *defect.content);
-    EXPECT_EQ(defect.writes, run());
-    EXPECT_EQ(defect.log, log_.linesFrom("info"));
-    EXPECT_EQ(defect.content.has_value(), fs::exists(defect.file)) << "no file is made";
-}
-
-Lines without(Lines lines, const std::string& file)
-{
-    std::erase_if(lines, [&](const std::string& line) { return line.starts_with(file); });
-    return lines;
-}
-
-Lines withIsolated(const std::string& cpus)
-{
-    Lines lines = kWholeRunOfACube;
-    lines[3] = "rt_cpus: " + cpus + "\n";
-    return lines;
-}
-
-Lines notOpened(const std::string& file)
-{
-    return {"error QM: failed to open " + file + " for writing: No such file or directory"};
-}
-
-Lines twice(const std::string& line)
-{
-    return {line, line};
-}
-
-Lines notWritten(const std::string& file)
-{
-    return twice("error QM: failed to write to " + file + ": No space left on device");
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Of, RtModeDefect,
-    testing::Values(
-        Defect{"IsolatedMissing",
-               kIsolated,
-               {},
-               kCubeWithoutRealTime,
-               {"error QM: failed to read from /sys/devices/system/cpu/isolated: No such file or directory"}},
-        Defect{
-            "IsolatedEmptyLine", kIsolated, "\n", kCubeWithoutRealTime, {"error QM: No isolated CPUs found"}},
-        Defect{"IsolatedEmpty", kIsolated, "", kCubeWithoutRealTime, {"error QM: No isolated CPUs found"}},
-        Defect{"IsolatedWithoutLineBreak", kIsolated, "1,3-5", withIsolated("1,3-5"), {}},
-        Defect{"IsolatedOfTwoLines", kIsolated, " 1\n2\n", withIsolated(" 1"), {}},
-        Defect{"RtCpusMissing", kRtCpus, {}, kCubeWithoutRealTime, notOpened(kRtCpus)},
-        Defect{"RtCpusRefusing", kRtCpus, "full", without(kWholeRunOfACube, "rt_cpus"), notWritten(kRtCpus)},
-        Defect{"HrtimerMissing",
-               kHrtimer,
-               {},
-               {"gpe0F: disable\n", "led_pulse_period: 3000\n", "rt_cpus: \n", "gpe0F: enable\n",
-                "led_pulse_period: 0\n"},
-               notOpened(kHrtimer)},
-        Defect{"LedMissing", kLed, {}, without(kWholeRunOfACube, "led"), {}},
-        Defect{"LedRefusing", kLed, "full", without(kWholeRunOfACube, "led"), {}},
-        Defect{"GpeMissing", kGpe, {}, without(kWholeRunOfACube, "gpe"), twice(notOpened(kGpe).front())},
-        Defect{"GpeRefusing", kGpe, "full", without(kWholeRunOfACube, "gpe"), notWritten(kGpe)}),
-    [](const auto& row) { return row.param.name; });
 
 TEST_F(RtMode, ASecondRunOfTheSameServiceStartsAfresh)
 {
     const auto descriptors = openDescriptors();
-    EXPECT_EQ(kWholeRunOfACube, run());
+    const fs::path pollingMark = emptyModelDir() / "isPollingMode";
+    sandbox::writeFile(pollingMark, "");
+    EXPECT_EQ(replaced(kWholeRun, 2, "disable_hrtimer: 1\n"), run());
+    fs::remove(pollingMark);
     sandbox::writeFile(kIsolated, "1\n");
-    EXPECT_EQ(withIsolated("1"), run());
+    EXPECT_EQ(replaced(kWholeRun, 3, "rt_cpus: 1\n"), run());
     EXPECT_EQ(descriptors.size() + 2, openDescriptors().size());
     pretended = Ridge;
-    EXPECT_EQ(kLedOnly, run());
+    EXPECT_EQ(without(kWholeRun, "gpe0 rt_c disa"), run());
     EXPECT_EQ(descriptors, openDescriptors());
-    EXPECT_THAT(log_.linesFrom("info"), IsEmpty());
 }
 
 }  // namespace
