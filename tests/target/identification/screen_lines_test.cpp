@@ -4,64 +4,36 @@
 
 #include <gtest/gtest.h>
 
-#include <optional>
-#include <ostream>
-
 namespace qm::test {
 
 namespace {
 
-const std::filesystem::path kInformation = "/usr/quillmark/sysinfo";
-const std::filesystem::path kVersion = kInformation / "quillmark_version.txt";
-const std::filesystem::path kMarketingName = kInformation / "quillmark_marketingName.txt";
+const std::filesystem::path kVersion = "/usr/quillmark/sysinfo/quillmark_version.txt";
+const std::filesystem::path kMarketingName = "/usr/quillmark/sysinfo/quillmark_marketingName.txt";
 
-struct Content
-{
-    const char* name;
-    std::optional<std::string> file;
-    std::string line1, line2;
-};
-
-void PrintTo(const Content& row, std::ostream* out)
-{
-    *out << row.name;
-}
-
-class ScreenLines : public testing::TestWithParam<Content>
-{};
-
-TEST_P(ScreenLines, ShowTheFirstLineOfTheirFiles)
+TEST(ScreenLines, ShowTheFirstLineOfTheirFiles)
 {
     sandbox::freshDirectory("/usr/quillmark");
-    if (GetParam().file) {
-        sandbox::writeFile(kVersion, *GetParam().file);
-        sandbox::writeFile(kMarketingName, *GetParam().file);
-    }
-    const auto descriptors = openDescriptors();
-    EXPECT_EQ(GetParam().line1, qm_getTargetScreenLine1());
-    EXPECT_EQ(GetParam().line2, qm_getTargetScreenLine2());
-    EXPECT_EQ(descriptors, openDescriptors());
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    With, ScreenLines,
-    testing::Values(
-        Content{"NoFile", {}, "<white>Quillmark MarketingName </white>", "<white></white>"},
-        Content{"AnEmptyFile", "", "<white>Quillmark  </white>", "<white></white>"},
-        Content{"OneLine", "R2026a\n", "<white>Quillmark R2026a </white>", "<white>R2026a</white>"},
-        Content{"NoLineEnd", "R2026a", "<white>Quillmark R2026a </white>", "<white>R2026a</white>"},
-        Content{"CarriageReturn", "A\r\nB\n", "<white>Quillmark A\r </white>", "<white>A\r</white>"},
-        Content{"AnEmptyFirstLine", "\nB\n", "<white>Quillmark  </white>", "<white></white>"},
-        Content{"ALongLine", std::string(5000, 'x') + "\ny",
-                "<white>Quillmark " + std::string(5000, 'x') + " </white>",
-                "<white>" + std::string(5000, 'x') + "</white>"}),
-    [](const auto& row) { return row.param.name; });
-
-TEST(ScreenLine2, IsEmptyWhenItsFileCannotBeRead)
-{
-    sandbox::freshDirectory("/usr/quillmark");
-    std::filesystem::create_directories(kVersion);
+    EXPECT_EQ("<white>Quillmark MarketingName </white>", qm_getTargetScreenLine1()) << "without a file";
     EXPECT_EQ("<white></white>", qm_getTargetScreenLine2());
+
+    const std::string longLine(5000, 'x');
+    const auto descriptors = openDescriptors();
+    for (const auto& [content, line] : {std::pair<std::string, std::string>{"", ""},
+                                        {"R2026a\n", "R2026a"},
+                                        {"R2026a", "R2026a"},
+                                        {"A\r\nB\n", "A\r"},
+                                        {"\nB\n", ""},
+                                        {longLine + "\ny", longLine}}) {
+        sandbox::writeFile(kMarketingName, content);
+        sandbox::writeFile(kVersion, "v" + content);
+        EXPECT_EQ("<white>Quillmark " + line + " </white>", qm_getTargetScreenLine1());
+        EXPECT_EQ("<white>v" + line + "</white>", qm_getTargetScreenLine2());
+    }
+    std::filesystem::remove(kVersion);
+    std::filesystem::create_directory(kVersion);
+    EXPECT_EQ("<white></white>", qm_getTargetScreenLine2()) << "a file that cannot be read";
+    EXPECT_EQ(descriptors, openDescriptors());
 }
 
 }  // namespace

@@ -37,37 +37,23 @@ protected:
     }
 };
 
-TEST_F(BaseDir, EndsBeforeTheFirstBinDirectory)
+TEST_F(BaseDir, EndsBeforeTheFirstBinDirectoryOfThePathThatFits)
 {
-    EXPECT_EQ("0|/tmp/quillmark/app|", probe(install(kWorld / "app/bin/model"), 100));
+    constexpr size_t kNeeded = sizeof "/tmp/quillmark/app/bin/";
     EXPECT_EQ("0|/tmp/quillmark|", probe(install(kWorld / "bin/y/bin/model"), 100));
-}
-
-TEST_F(BaseDir, DoesNotExistOutsideABinDirectory)
-{
+    EXPECT_EQ("0|/tmp/quillmark/app|", probe(install(kWorld / "app/bin/model"), kNeeded));
+    EXPECT_EQ("-1|/tmp/quillmark/app/bin|", probe(kWorld / "app/bin/model", kNeeded - 1));
     EXPECT_EQ("-1|/tmp/quillmark/sbin/model|", probe(install(kWorld / "sbin/model"), 100));
     EXPECT_EQ("-1|/tmp/quillmark/binary/bin|", probe(install(kWorld / "binary/bin"), 100));
 }
 
-TEST_F(BaseDir, IsLostWhenThePathIsCutBeforeIt)
-{
-    const fs::path model = install(kWorld / "app/bin/model");
-    const size_t needed = std::string("/tmp/quillmark/app/bin/").size() + 1;
-    EXPECT_EQ("0|/tmp/quillmark/app|", probe(model, needed));
-    EXPECT_EQ("-1|/tmp/quillmark/app/bin|", probe(model, needed - 1));
-}
-
-TEST_F(BaseDir, IsEmptyForAProgramInTheTopmostBinDirectory)
+TEST_F(BaseDir, IsEmptyForAProgramInTheTopmostBinDirectoryAndUnknownWithoutTheProcessFiles)
 {
     const fs::path model = install(kWorld / "bin/model");
+    EXPECT_EQ("-1||Could not read the process exefile", probe(model, 100, kWorld));
     fs::create_directory(kWorld / "proc");
     ASSERT_EQ(0, mount("/proc", (kWorld / "proc").c_str(), nullptr, MS_BIND | MS_REC, nullptr));
     EXPECT_EQ("0||", probe(model, 100, kWorld));
-}
-
-TEST_F(BaseDir, IsUnknownWithoutTheProcessFiles)
-{
-    EXPECT_EQ("-1||Could not read the process exefile", probe(install(kWorld / "bin/model"), 100, kWorld));
 }
 
 }  // namespace

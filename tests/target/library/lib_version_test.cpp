@@ -5,14 +5,16 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <array>
+#include <cstring>
 #include <string>
+#include <vector>
 
 namespace {
 
 namespace sandbox = qm::test::sandbox;
 using qm::test::openDescriptors;
+using qm::test::standardOutputOf;
 using testing::Each;
 
 class LibVersion : public testing::Test
@@ -25,58 +27,41 @@ protected:
         sandbox::writeFile("/usr/quillmark/sysinfo/quillmark_version.txt", content);
     }
 
-    /// The whole buffer with its zeros, or what was printed when there is no version.
+    /// The buffer up to its padding of zeros, or what was printed when there is no version.
     static std::string read()
     {
         std::array<char, 101> buffer;
         buffer.fill('#');
-        qm::test::StreamCapture out(1);
-        const int32_t result = qm_getLibVersion(buffer.data());
-        std::string printed = out.text();
+        int32_t result = 0;
+        const std::string printed = standardOutputOf([&] { result = qm_getLibVersion(buffer.data()); });
         EXPECT_EQ('#', buffer[100]) << "written past its end";
-        if (result == 0 && printed.empty()) return {buffer.begin(), buffer.begin() + 100};
-        EXPECT_EQ(-1, result);
-        EXPECT_THAT(buffer, Each('#'));
-        return printed;
-    }
-
-    static std::string padded(std::string text)
-    {
-        text.resize(100);
-        return text;
+        EXPECT_EQ(printed.empty() ? 0 : -1, result);
+        const std::string version(buffer.data(), result == 0 ? strnlen(buffer.data(), 100) : 0);
+        EXPECT_THAT(std::vector(buffer.begin() + version.size(), buffer.end() - 1),
+                    Each(result == 0 ? '\0' : '#'));
+        return printed + version;
     }
 };
 
-TEST_F(LibVersion, IsTheFirstLineWithItsBreak)
+TEST_F(LibVersion, IsTheFirstLineWithItsBreakCutTo99Characters)
 {
     const auto before = openDescriptors();
-    install("1.2.3\n");
-    EXPECT_EQ(padded("1.2.3\n"), read());
-    install("1.2.3\nbuilt today\n");
-    EXPECT_EQ(padded("1.2.3\n"), read());
-    install("1.2.3");
-    EXPECT_EQ(padded("1.2.3"), read());
-    install("\n");
-    EXPECT_EQ(padded("\n"), read());
-    EXPECT_EQ(before, openDescriptors());
-}
-
-TEST_F(LibVersion, IsCutTo99Characters)
-{
     const std::string x(98, 'x');
-    install(x + "\nrest");
-    EXPECT_EQ(padded(x + "\n"), read());
-    install(x + "y\n");
-    EXPECT_EQ(padded(x + "y"), read());
-    install(x + "yz\n");
-    EXPECT_EQ(padded(x + "y"), read());
+    for (const auto& [content, version] : {std::pair<std::string, std::string>{"1.2.3\n", "1.2.3\n"},
+                                           {"1.2.3\nbuilt today\n", "1.2.3\n"},
+                                           {"1.2.3", "1.2.3"},
+                                           {"\n", "\n"},
+                                           {x + "\nrest", x + "\n"},
+                                           {x + "yz\n", x + "y"}}) {
+        install(content);
+        EXPECT_EQ(version, read());
+    }
+    EXPECT_EQ(before, openDescriptors());
 }
 
 TEST_F(LibVersion, WithoutItsFileIsAnErrorOnStandardOutput)
 {
-    const auto before = openDescriptors();
     EXPECT_EQ("ERROR: Could not open Quillmark library information file\n", read());
-    EXPECT_EQ(before, openDescriptors());
 }
 
 TEST_F(LibVersion, InAnEmptyFileIsAnErrorAndTheFileStaysOpen)
