@@ -1,37 +1,38 @@
-#include "child.hpp"
 #include <slrealtime/Standalone.hpp>
 
 #include <gmock/gmock.h>
+#include <unistd.h>
 
 #include <string>
 #include <vector>
 
-using slrealtime::ModelInfo;
-namespace standalone = slrealtime::standalone;
+namespace {
+
+/** Ends the process as a model's main would, with all output on standard error. */
+[[noreturn]] void modelMain(std::vector<std::string> words)
+{
+    words.insert(words.begin(), "model");
+    std::vector<char*> argv;
+    for (auto& word : words)
+        argv.push_back(word.data());
+    slrealtime::ModelInfo model;
+    model.tasks_.emplace_back();
+    model.tasks_[0].period_ = 0.001;
+    model.tasks_[0].entry_ = [] {};
+    ::dup2(STDERR_FILENO, STDOUT_FILENO);
+    std::exit(slrealtime::standalone::modelMain(static_cast<int>(argv.size()), argv.data(), model));
+}
+
+}  // namespace
 
 TEST(CommandLine, ExitStatusTellsUsageFromFailureFromSuccess)
 {
-    const auto modelMain = [](std::vector<std::string> words) {
-        return test::inChild([&words] {
-            std::vector<char*> argv = {const_cast<char*>("model")};
-            for (auto& word : words)
-                argv.push_back(word.data());
-            argv.push_back(nullptr);
-            ModelInfo model;
-            model.tasks_.emplace_back();
-            model.tasks_[0].period_ = 0.001;
-            model.tasks_[0].entry_ = [] {};
-            ::dup2(STDERR_FILENO, STDOUT_FILENO);
-            return standalone::modelMain(static_cast<int>(argv.size()) - 1, argv.data(), model);
-        });
-    };
-    EXPECT_TRUE(modelMain({"--steps", "many"}).exitedWith(2));
-    EXPECT_TRUE(modelMain({"--log-level", "loud"}).exitedWith(2));
-    EXPECT_TRUE(modelMain({"--report", "/proc/none", "--log-file", ""}).exitedWith(1));
-    const auto done = modelMain({"--steps", "2", "--log-file", ""});
-    EXPECT_TRUE(done.exitedWith(0));
-    EXPECT_THAT(done.errors, testing::EndsWith("\nPASS\n"));
-    const auto help = modelMain({"--help"});
-    EXPECT_TRUE(help.exitedWith(0));
-    EXPECT_THAT(help.errors, testing::Not(testing::ContainsRegex("[^\n]{81}"))) << "wider than 80 columns";
+    using testing::ExitedWithCode;
+    EXPECT_EXIT(modelMain({"--steps", "many"}), ExitedWithCode(2), "");
+    EXPECT_EXIT(modelMain({"--log-level", "loud"}), ExitedWithCode(2), "");
+    EXPECT_EXIT(modelMain({"--report", "/proc/none", "--log-file", ""}), ExitedWithCode(1), "");
+    EXPECT_EXIT(modelMain({"--steps", "2", "--log-file", ""}), ExitedWithCode(0),
+                testing::EndsWith("\nPASS\n"));
+    const auto tooWide = testing::ContainsRegex("[^\n]{81}");
+    EXPECT_EXIT(modelMain({"--help"}), ExitedWithCode(0), testing::Not(tooWide));
 }

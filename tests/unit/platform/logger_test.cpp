@@ -1,4 +1,4 @@
-#include "child.hpp"
+#include "folder.hpp"
 #include <slrealtime/Logger.hpp>
 #include <slrealtime/Standalone.hpp>
 
@@ -6,142 +6,132 @@
 #include <boost/log/sinks.hpp>
 #include <boost/make_shared.hpp>
 #include <gmock/gmock.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <array>
 #include <csignal>
 
 using boost::log::trivial::severity_level;
-using slrealtime::standalone::runModel;
-using slrealtime::standalone::RunOptions;
-using test::inChild;
+using testing::ExitedWithCode;
 using testing::HasSubstr;
-using testing::Not;
 
 namespace {
 
-void say(severity_level level, const std::string& text)
+void say(const std::string& text, severity_level level = severity_level::info)
 {
     BOOST_LOG_CHANNEL_SEV(slrealtime::Logger::getLogger(), 0, level) << text;
 }
 
-RunOptions oneStep(const std::filesystem::path& logFile)
+/** Ends the process with the exit status of a run of one step. */
+[[noreturn]] void runOneStep(const std::filesystem::path& logFile, const std::function<void()>& step)
 {
-    RunOptions options;
+    slrealtime::standalone::RunOptions options;
     options.steps_ = 1;
     options.logFile_ = logFile;
-    return options;
-}
-
-slrealtime::ModelInfo modelThat(const std::function<void()>& step)
-{
     slrealtime::ModelInfo model;
     model.tasks_.emplace_back();
     model.tasks_[0].period_ = 0.001;
     model.tasks_[0].entry_ = step;
-    return model;
+    std::exit(slrealtime::standalone::runModel(model, options).exitStatus_);
 }
+
+/** Ends the process, with 0 when a sink of its own sees a trace. */
+[[noreturn]] void listen()
+{
+    namespace sinks = boost::log::sinks;
+    std::ostringstream seen;
+    const auto sink = boost::make_shared<sinks::synchronous_sink<sinks::text_ostream_backend>>();
+    sink->locked_backend()->add_stream(boost::shared_ptr<std::ostream>(&seen, [](auto*) {}));
+    boost::log::core::get()->add_sink(sink);
+    say("whisper", severity_level::trace);
+    say("QM: shout", severity_level::warning);
+    boost::log::core::get()->remove_sink(sink);
+    std::exit(seen.str().find("whisper") != std::string::npos ? 0 : 1);
+}
+
+/** What is written to a pipe until its last writer closes it. */
+std::string readAll(int pipe)
+{
+    std::string text;
+    std::array<char, 4096> part{};
+    for (ssize_t n = 0; (n = ::read(pipe, part.data(), part.size())) > 0;)
+        text.append(part.data(), static_cast<std::size_t>(n));
+    return text;
+}
+
+class Log : public testing::Test
+{
+protected:
+    const test::Folder folder_;
+    const std::filesystem::path file_ = folder_ / "log/model.log";
+};
 
 }  // namespace
 
-TEST(Log, OwnSinkSeesTraceThatTheConsoleDoesNot)
+TEST_F(Log, OwnSinkSeesTraceThatTheConsoleDoesNot)
 {
-    const auto ended = inChild([] {
-        namespace sinks = boost::log::sinks;
-        std::ostringstream seen;
-        const auto sink = boost::make_shared<sinks::synchronous_sink<sinks::text_ostream_backend>>();
-        sink->locked_backend()->add_stream(boost::shared_ptr<std::ostream>(&seen, [](auto*) {}));
-        boost::log::core::get()->add_sink(sink);
-        say(severity_level::trace, "whisper");
-        say(severity_level::warning, "QM: shout");
-        boost::log::core::get()->remove_sink(sink);
-        return seen.str().find("whisper") != std::string::npos ? 0 : 1;
-    });
-    EXPECT_TRUE(ended.exitedWith(0));
-    EXPECT_THAT(ended.errors, HasSubstr(" [0] [warning] QM: shout\n"));
-    EXPECT_THAT(ended.errors, Not(HasSubstr("whisper")));
+    EXPECT_EXIT(listen(), ExitedWithCode(0),
+                AllOf(HasSubstr(" [0] [warning] QM: shout\n"), Not(HasSubstr("whisper"))));
 }
 
-TEST(Log, LoadingThePlatformStartsNoThread)
+TEST_F(Log, LoadingThePlatformStartsNoThread)
 {
     const auto tasks = std::filesystem::directory_iterator("/proc/self/task");
     EXPECT_EQ(1, std::distance(begin(tasks), end(tasks)));
 }
 
-TEST(Log, ExitHandlerRegisteredBeforeTheRunStillReachesTheLogFile)
+TEST_F(Log, ExitInsideAStepWritesTheQueueOutAndWhatExitHandlersSay)
 {
-    const test::Folder folder;
-    const auto file = folder / "log/model.log";
-    const auto ended = inChild([&] {
-        std::atexit([] { say(severity_level::info, "last words"); });
-        return runModel(modelThat([] { say(severity_level::info, "in step"); }), oneStep(file)).exitStatus_;
-    });
-    EXPECT_TRUE(ended.exitedWith(0)) << ended.errors;
-    EXPECT_THAT(test::contents(file), HasSubstr("[info] in step\n"));
-    EXPECT_THAT(test::contents(file), HasSubstr("[info] last words\n"));
+    const auto leave = [] {
+        say("leaving");
+        std::exit(7);
+    };
+    std::atexit([] { say("last words"); });
+    EXPECT_EXIT(runOneStep(file_, leave), ExitedWithCode(7), "");
+    EXPECT_THAT(test::contents(file_), HasSubstr("[info] leaving\n"));
+    EXPECT_THAT(test::contents(file_), HasSubstr("[info] last words\n"));
 }
 
-TEST(Log, ExitInsideAStepWritesTheQueueOut)
-{
-    const test::Folder folder;
-    const auto file = folder / "model.log";
-    const auto ended = inChild([&] {
-        return runModel(modelThat([] {
-                            say(severity_level::info, "leaving");
-                            std::exit(7);
-                        }),
-                        oneStep(file))
-            .exitStatus_;
-    });
-    EXPECT_TRUE(ended.exitedWith(7)) << ended.errors;
-    EXPECT_THAT(test::contents(file), HasSubstr("leaving\n"));
-}
-
-TEST(Log, ACrashWritesTheQueueOutAndKeepsItsExitStatus)
+TEST_F(Log, ACrashWritesTheQueueOutAndKeepsItsExitStatus)
 {
     for (const int crash : {SIGSEGV, SIGABRT}) {
-        const test::Folder folder;
-        const auto file = folder / "model.log";
-        const auto ended = inChild([&] {
-            std::signal(crash, SIG_DFL);  // a sanitizer's own handler would change the status
-            return runModel(modelThat([&] {
-                                for (int i = 0; i <= 1000; ++i)
-                                    say(severity_level::info, "line " + std::to_string(i));
-                                std::raise(crash);
-                            }),
-                            oneStep(file))
-                .exitStatus_;
-        });
-        EXPECT_TRUE(ended.diedOf(crash)) << ended.errors;
+        const auto file = folder_ / std::to_string(crash);
+        std::signal(crash, SIG_DFL);  // a sanitizer's own handler would change the status
+        const auto step = [crash] {
+            for (int i = 0; i <= 1000; ++i)
+                say("line " + std::to_string(i));
+            std::raise(crash);
+        };
+        EXPECT_EXIT(runOneStep(file, step), testing::KilledBySignal(crash), "");
         EXPECT_THAT(test::contents(file), HasSubstr("line 1000\n"));
     }
 }
 
-TEST(Log, AStepNeverWaitsForATerminalThatIsStuck)
+TEST_F(Log, AStepNeverWaitsForATerminalThatIsStuck)
 {
+    std::array<int, 2> console{};
     std::array<int, 2> stepped{};
-    ASSERT_EQ(0, ::pipe2(stepped.data(), O_CLOEXEC));
-    const auto ended = inChild(
-        [&] {
-            return runModel(modelThat([&] {
-                                for (int i = 0; i < 20000; ++i)
-                                    say(severity_level::info, "more than a pipe holds");
-                                ::close(stepped[1]);
-                            }),
-                            oneStep({}))
-                .exitStatus_;
-        },
-        [&](pid_t) {  // nobody reads the child's errors until its step has ended
+    ASSERT_EQ(0, ::pipe(console.data()) + ::pipe(stepped.data()));
+    const pid_t child = ::fork();
+    if (child == 0) {
+        ::dup2(console[1], STDERR_FILENO);
+        runOneStep({}, [&] {
+            for (int i = 0; i < 20000; ++i)
+                say("more than a pipe holds");
             ::close(stepped[1]);
-            test::readAll(stepped[0]);
         });
-    EXPECT_TRUE(ended.exitedWith(0));
-    EXPECT_THAT(ended.errors, testing::ContainsRegex("[0-9]+ log records dropped"));
-    ::close(stepped[0]);
+    }
+    ::close(console[1]);
+    ::close(stepped[1]);
+    readAll(stepped[0]);  // nobody reads the console until the step has ended
+    EXPECT_THAT(readAll(console[0]), testing::ContainsRegex("[0-9]+ log records dropped"));
+    int status = -1;
+    ::waitpid(child, &status, 0);
+    EXPECT_EQ(0, status);
 }
 
-TEST(Log, AFileThatCannotBeWrittenIsSaidAndTheRunGoesOn)
+TEST_F(Log, AFileThatCannotBeWrittenIsSaidAndTheRunGoesOn)
 {
-    const auto ended =
-        inChild([] { return runModel(modelThat([] {}), oneStep("/proc/none/model.log")).exitStatus_; });
-    EXPECT_TRUE(ended.exitedWith(0));
-    EXPECT_THAT(ended.errors, HasSubstr("cannot write the log file"));
+    EXPECT_EXIT(runOneStep("/proc/none/model.log", [] {}), ExitedWithCode(0), "cannot write the log file");
 }
