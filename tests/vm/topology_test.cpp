@@ -84,10 +84,4 @@ TEST_F(Topology, ReadsTheExpressCapabilityThatLspciReads)
     EXPECT_GE(express, 4);  // three root ports and a card
 }
 
-TEST_F(Topology, MakesAnEmulatedMachineNoQuillmark)
-{
-    EXPECT_EQ(NonQuillmark, qm_getTargetType());
-    EXPECT_STREQ("NonQuillmark", qm_getTargetMarketingName());
-}
-
 }  // namespace
