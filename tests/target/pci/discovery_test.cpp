@@ -3,10 +3,6 @@
 #include <climits>
 #include <cstring>
 
-extern "C" {
-#include <pci/pci.h>
-}
-
 namespace qm::test {
 
 namespace {
@@ -16,26 +12,11 @@ using testing::IsEmpty;
 
 constexpr uint16_t kVendor = 0x1234;
 constexpr uint16_t kDevice = 0x11E8;
-constexpr uint16_t kAny = 0xFFFF;
+constexpr uint16_t kAny = QM_PCI_ANY_ID;
 
 Board adc()
 {
     return board(kVendor, kDevice);
-}
-
-/** First BAR of every adc, in libpci's own order. */
-std::vector<uint64_t> adcBarsInScanOrder()
-{
-    pci_access* scan = pci_alloc();
-    pci_init(scan);
-    pci_scan_bus(scan);
-    std::vector<uint64_t> bars;
-    for (pci_dev* device = scan->devices; device != nullptr; device = device->next) {
-        pci_fill_info(device, PCI_FILL_IDENT | PCI_FILL_BASES);
-        if (device->device_id == kDevice) bars.push_back(device->base_addr[0]);
-    }
-    pci_cleanup(scan);
-    return bars;
 }
 
 std::string bytesOf(const qm_PCIDevice& record)
@@ -74,19 +55,15 @@ TEST_F(PciDiscovery, AutosearchCountsBoardsInOrderOfBusSlotAndFunction)
     EXPECT_EQ(1, find(5, 1, -1));
 }
 
-TEST_F(PciDiscovery, AutosearchTakesEqualPlacesOfSeveralDomainsInReverseScanOrder)
+TEST_F(PciDiscovery, AutosearchTakesEqualPlacesOfSeveralDomainsInTheOrderOfTheirDirectory)
 {
     for (unsigned domain = 0; domain < 4; ++domain)
-        world_.add(adc().at(2, 3, 0, domain).bar(0, uint64_t{0x10000} * (domain + 1), 0x1000));
-    const std::vector<uint64_t> scanned = adcBarsInScanOrder();
-    ASSERT_EQ(4U, scanned.size());
-
-    std::vector<uint64_t> searched;
-    for (int position = 4; position >= 1; --position) {
-        ASSERT_EQ(0, find(position, 0, -1));
-        searched.push_back(device_.BaseAddress[0]);
+        world_.add(adc().at(2, 3, 0, domain).bar(0, uint64_t{0x10000} * domain, 0x1000));
+    int position = 0;
+    for (const auto& entry : std::filesystem::directory_iterator("/sys/bus/pci/devices")) {
+        ASSERT_EQ(0, find(++position, 0, -1));
+        EXPECT_EQ(entry.path().filename().string()[3] - '0', device_.BaseAddress[0] / 0x10000);
     }
-    EXPECT_EQ(scanned, searched);
 }
 
 TEST_F(PciDiscovery, AFoundBoardFillsTheNamedFieldsAndNothingElse)
@@ -144,17 +121,15 @@ TEST_F(PciDiscovery, SubsystemIdentifiersSelectAmongBoardsUnlessTheyAreWildcards
 
 TEST_F(PciDiscovery, ExplicitSearchCountsBoardsOfTheSameIdentifiersThatItPassed)
 {
-    for (unsigned slot = 0; slot < 6; ++slot)
-        world_.add(
-            adc().at(2, slot).bar(0, uint64_t{0x1000} * (slot + 1), 0x1000).subsystem(1, slot & 0xFFFF));
     world_.add(board(kVendor, 0x11E9).at(2, 9));
-    const std::vector<uint64_t> scanned = adcBarsInScanOrder();
-
+    for (unsigned slot = 0; slot < 6; ++slot)
+        world_.add(adc().at(2, slot).subsystem(1, slot & 0xFFFF));
+    std::vector<uint32_t> passed;
     for (uint16_t slot = 0; slot < 6; ++slot) {
         ASSERT_EQ(0, qmPCI_getDeviceAtSlot(kVendor, kDevice, 1, slot, 2, slot, &device_));
-        ASSERT_LT(device_.pciIdx, scanned.size());
-        EXPECT_EQ(scanned[device_.pciIdx], device_.BaseAddress[0]);
+        passed.push_back(device_.pciIdx);
     }
+    EXPECT_THAT(passed, testing::UnorderedElementsAre(0, 1, 2, 3, 4, 5));
 }
 
 TEST_F(PciDiscovery, ExplicitSearchFindsAFunctionBehindOthersOfItsSlotAndCutsTheSlotTo16Bits)
@@ -219,6 +194,95 @@ TEST_F(PciDiscovery, TheFirstAutosearchDecidesWhichBoardsExist)
     EXPECT_EQ(1, find(3, 0, -1));
     EXPECT_EQ(0, find(1, 1, 2)) << "an explicit search looks anew";
     EXPECT_EQ(1, find(1, 1, 1));
+}
+
+class PciMultiIds : public PciTest
+{
+public:
+    /** Searches with sets (kVendor, device). */
+    int find(std::vector<uint16_t> devices, int position, int bus, int slot)
+    {
+        std::vector<uint16_t> vendors(devices.size(), kVendor);
+        std::vector<uint16_t> any(devices.size(), QM_PCI_ANY_ID);
+        return qm_findPciDeviceMultiIDs(&device_, "ADC", devices.size(), vendors.data(), devices.data(),
+                                        any.data(), any.data(), position, bus, slot);
+    }
+};
+
+TEST_F(PciMultiIds, BoardsOfAllSetsAreCountedTogetherInOrderOfBusAndSlotThoseOfTwoSetsTwice)
+{
+    world_.add(board(kVendor, 0xA).at(5, 1)).add(board(kVendor, 0xA).at(3, 9));
+    world_.add(board(kVendor, 0xB).at(2, 4)).add(board(kVendor, 0xB).at(3, 2));
+    struct Case
+    {
+        std::vector<uint16_t> devices;
+        int position;
+        uint32_t bus, slot, indexInSet;
+    };
+    for (const auto& [devices, position, bus, slot, indexInSet] :
+         {Case{{0xA, 0xB}, 1, 2, 4, 1}, Case{{0xA, 0xB}, 2, 3, 2, 2}, Case{{0xA, 0xB}, 3, 3, 9, 1},
+          Case{{0xA, 0xB}, 4, 5, 1, 2}, Case{{0xA, 0xA}, 2, 3, 9, 1}, Case{{0xA, 0xA}, 4, 5, 1, 2}}) {
+        SCOPED_TRACE(position);
+        ASSERT_EQ(0, find(devices, position, -3, -1));
+        EXPECT_EQ(bus, device_.bus);
+        EXPECT_EQ(slot, device_.slot);
+        EXPECT_EQ(indexInSet, device_.pciIdx);
+    }
+}
+
+TEST_F(PciMultiIds, PositionsOutsideTheListAreNotFound)
+{
+    world_.add(board(kVendor, 0xA).at(5, 1));
+    device_.bus = 77;
+    for (const int position : {0, -1, 2, INT_MIN}) {
+        EXPECT_EQ(1, find({0xA}, position, 0, -1));
+        const std::string text = "ADC PciAutosearchPos" + std::to_string(position) + ": Module not found";
+        EXPECT_EQ(text, pQmErrorStr);
+        EXPECT_EQ("debug QM: " + text, log_.lines().back());
+    }
+    EXPECT_EQ(1, find({}, 1, 0, -1)) << "no set, no board";
+    EXPECT_EQ(77U, device_.bus);
+}
+
+TEST_F(PciMultiIds, CountingEndsAt255BoardsOfASet)
+{
+    for (unsigned i = 0; i < 256; ++i)
+        world_.add(board(kVendor, 0xA).at(i / 32, i % 32));
+    ASSERT_EQ(0, find({0xA}, 255, 0, -1));
+    EXPECT_EQ(7U, device_.bus);
+    EXPECT_EQ(30U, device_.slot);
+    EXPECT_EQ(1, find({0xA}, 256, 0, -1));
+}
+
+TEST_F(PciMultiIds, ExplicitSearchTakesTheFirstSetThatMatchesItsPlace)
+{
+    world_.add(board(kVendor, 0xB).at(2, 4, 0).multiFunction()).add(board(kVendor, 0xA).at(2, 4, 1));
+    ASSERT_EQ(0, find({0xC, 0xA, 0xB}, 1, 2, 4));
+    EXPECT_EQ(0xA, device_.DeviceId);
+    EXPECT_THAT(log_.lines(), ElementsAre("debug QM: Bus: 2, Slot: 4", "debug QM: Explicit mode",
+                                          "debug QM: ADC PciAutosearchPos1: Found at bus 2, slot 4"));
+}
+
+TEST_F(PciMultiIds, AutosearchLogsItsModeAndWhatItFound)
+{
+    world_.add(board(kVendor, 0xB).at(2, 4));
+    ASSERT_EQ(0, find({0xB}, 1, 0, -1));
+    EXPECT_THAT(log_.lines(), ElementsAre("debug QM: Bus: 0, Slot: -1", "debug QM: Autosearch mode",
+                                          "debug QM: Looking for VID 0x1234 DID 0x000b at index 1",
+                                          "debug QM: Looking for VID 0x1234 DID 0x000b at index 2",
+                                          "debug QM: ADC PciAutosearchPos1: Found at bus 2, slot 4"));
+}
+
+TEST_F(PciMultiIds, ExplicitFailuresAreExplained)
+{
+    world_.add(board(kVendor, 0xA).at(2, 4));
+    EXPECT_EQ(1, find({0xA}, 3, -1, 0));
+    EXPECT_STREQ("ADC PciAutosearchPos3: Invalid PCI bus argument: -1", pQmErrorStr);
+    EXPECT_EQ("debug QM: ADC PciAutosearchPos3: Invalid PCI bus argument: -1", log_.lines().back());
+    EXPECT_EQ(1, find({0xA, 0xB}, 3, 2, 5));
+    EXPECT_STREQ("ADC PciAutosearchPos3: Not found at bus 2, slot 5 (rc:1)", pQmErrorStr);
+    EXPECT_EQ(1, find({}, 3, 2, 4));
+    EXPECT_STREQ("ADC PciAutosearchPos3: Not found at bus 2, slot 4 (rc:-1)", pQmErrorStr);
 }
 
 }  // namespace

@@ -8,7 +8,6 @@
 
 #include <cerrno>
 #include <fstream>
-#include <sstream>
 
 namespace qm::test {
 
@@ -20,17 +19,6 @@ using testing::IsEmpty;
 using testing::StartsWith;
 
 constexpr const char* kAddress = "0000:03:0a.0";
-
-/** The kernel's line about the mapping that begins at an address. */
-std::string mappingAt(uintptr_t address)
-{
-    std::ostringstream begin;
-    begin << std::hex << address << '-';
-    std::ifstream maps("/proc/self/maps");
-    for (std::string line; std::getline(maps, line);)
-        if (line.starts_with(begin.str())) return line;
-    return "nothing is mapped";
-}
 
 class PciMapping : public PciTest
 {
@@ -60,11 +48,10 @@ TEST_F(PciMapping, AnAlignedBarIsItsResourceFileFromTheStart)
     auto* registers = static_cast<char*>(qm_mapMemory(&device_, 2));
     ASSERT_NE(nullptr, registers);
     EXPECT_EQ(reinterpret_cast<uintptr_t>(registers), device_.VirtAddress[2]);
-    registers[0x1FFF] = 'x';
-    EXPECT_EQ('x', sandbox::readFile(file("resource2")).at(0x1FFF)) << "the mapping is shared";
-    std::ostringstream end;
-    end << '-' << std::hex << device_.VirtAddress[2] + 0x2000 << " rw-s 00000000 ";
-    EXPECT_THAT(mappingAt(device_.VirtAddress[2]), HasSubstr(end.str()));
+    registers[0] = 'a';
+    registers[0x1FFF] = 'z';
+    EXPECT_EQ('a', sandbox::readFile(file("resource2")).at(0)) << "the mapping is shared";
+    EXPECT_EQ('z', sandbox::readFile(file("resource2")).at(0x1FFF));
     EXPECT_THAT(log_.lines(), ElementsAre("debug QM: Opening: /sys/bus/pci/devices/0000:03:0a.0/resource2"));
     EXPECT_EQ(0xBADU, device_.VirtAddress[0]);
 }

@@ -1,5 +1,6 @@
 #include "pci_test.hpp"
 
+#include <algorithm>
 #include <cstdlib>
 #include <malloc.h>
 #include <memory>
@@ -15,6 +16,11 @@ using testing::IsEmpty;
 _qm_topo_bridge* bridgeOf(const qm_topo_node& node)
 {
     return reinterpret_cast<_qm_topo_bridge*>(node.customData);
+}
+
+auto hasDevice(uint32_t device)
+{
+    return [device](const qm_topo_node& node) { return node.DID == device; };
 }
 
 void release(qm_topo_node* nodes, uint32_t count)
@@ -138,22 +144,16 @@ class PciTopologyLoop : public PciTopology, public testing::WithParamInterface<L
 
 TEST_P(PciTopologyLoop, IsNotFollowed)
 {
-    const Loop& loop = GetParam();
-    world_.add(board(1, 9).at(loop.bus, 7).bridgeTo(loop.secondary, 255))
-        .add(board(1, 1).at(loop.secondary, 9));
-    if (loop.behind != 0) world_.add(board(1, 8).at(0, loop.behind).bridgeTo(loop.behindTo, 255));
+    const auto& [name, bus, secondary, behind, behindTo] = GetParam();
+    world_.add(board(1, 9).at(bus, 7).bridgeTo(secondary, 255)).add(board(1, 1).at(secondary, 9));
+    if (behind != 0) world_.add(board(1, 8).at(0, behind).bridgeTo(behindTo, 255));
     const Tree tree;
-    for (int i = 0; i < tree.count; ++i) {
-        const qm_topo_node* node = &tree.nodes[i];
-        if (loop.bus != 0 && node->DID == 8) node = bridgeOf(*node)->children;
-        if (node->DID != 9) continue;
-        const _qm_topo_bridge& bridge = *bridgeOf(*node);
-        EXPECT_EQ(loop.secondary, bridge.sec);
-        EXPECT_EQ(0U, bridge.nChildren);
-        EXPECT_EQ(nullptr, bridge.children);
-        return;
-    }
-    FAIL() << "the bridge is not in the tree";
+    const qm_topo_node* node = tree.nodes;
+    if (bus != 0) node = bridgeOf(*std::find_if(node, node + tree.count, hasDevice(8)))->children;
+    const _qm_topo_bridge& bridge = *bridgeOf(*std::find_if(node, node + 2, hasDevice(9)));
+    EXPECT_EQ(secondary, bridge.sec);
+    EXPECT_EQ(0U, bridge.nChildren);
+    EXPECT_EQ(nullptr, bridge.children);
 }
 
 INSTANTIATE_TEST_SUITE_P(All, PciTopologyLoop,

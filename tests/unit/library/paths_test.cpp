@@ -81,7 +81,7 @@ TEST_F(Paths, ADirectoryIsToldFromAMissingOneAndFromAnythingElse)
 
 TEST_F(Paths, ADirectoryIsMadeOneLevelDeepWithinTheMask)
 {
-    umask(027);
+    umask(05);
     EXPECT_EQ(0, ensureDir("dir"));
     EXPECT_EQ(0, ensureDir("new"));
     struct stat made

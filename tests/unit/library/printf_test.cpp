@@ -6,7 +6,6 @@
 #include <boost/log/trivial.hpp>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <pthread.h>
 
 #include <atomic>
 #include <cerrno>
@@ -141,26 +140,6 @@ TEST(Printf, DisabledLoggingTakesNoLockAndLogsNothing)
     });
     qm_printf(qm_info, "logged\n");
     EXPECT_THAT(log.lines(), ElementsAre("info QM: logged"));
-}
-
-TEST(Printf, AThreadCanBeCancelledWhileItLogs)
-{
-    bool goesOn = false;
-    {
-        const Filter cancelling([](const auto&) {
-            pthread_cancel(pthread_self());
-            pthread_testcancel();
-            return true;
-        });
-        std::thread([&] {
-            qm_printf(qm_error, "lost\n");
-            goesOn = true;
-        }).join();
-    }
-    EXPECT_FALSE(goesOn);
-    const LogCapture log;
-    qm_printf(qm_error, "kept\n");
-    EXPECT_THAT(log.lines(), ElementsAre("error QM: kept"));
 }
 
 }  // namespace

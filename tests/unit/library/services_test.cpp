@@ -43,14 +43,6 @@ using slrealtime::TaskInfo;
 using slrealtime::Worker;
 using slrealtime::standalone::createWorker;
 using testing::ElementsAre;
-using testing::IsSupersetOf;
-
-const std::vector<std::string> servicesBeforeMain = slrealtime::standalone::workerNames();
-
-TEST(Services, AreRegisteredWhenTheLibraryIsLoaded)
-{
-    EXPECT_THAT(servicesBeforeMain, IsSupersetOf({"QuillmarkSyncService", "QuillmarkService"}));
-}
 
 class BaseRate : public testing::Test
 {
