@@ -21,8 +21,6 @@ class LogCapture
 public:
     LogCapture();
     ~LogCapture();
-    LogCapture(const LogCapture&) = delete;
-    LogCapture& operator=(const LogCapture&) = delete;
 
     [[nodiscard]] const std::vector<std::string>& lines() const { return lines_; }
 

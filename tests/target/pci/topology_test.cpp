@@ -41,8 +41,6 @@ class Tree
 public:
     explicit Tree(uint32_t bus = 0) { count = qm_getPciTopologyAtBus(&nodes, bus); }
     ~Tree() { release(nodes, static_cast<uint32_t>(count)); }
-    Tree(const Tree&) = delete;
-    Tree& operator=(const Tree&) = delete;
 
     [[nodiscard]] std::vector<std::string> places() const
     {

@@ -36,8 +36,6 @@ public:
         logging::core::get()->set_filter(filter);
     }
     ~Filter() { logging::core::get()->reset_filter(); }
-    Filter(const Filter&) = delete;
-    Filter& operator=(const Filter&) = delete;
 };
 
 TEST(Printf, LinesBecomeRecords)

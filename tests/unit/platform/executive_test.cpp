@@ -47,8 +47,6 @@ Story* story = nullptr;
 struct Recorder : Worker
 {
     Recorder() { story->add("create"); }
-    Recorder(const Recorder&) = delete;
-    Recorder& operator=(const Recorder&) = delete;
     ~Recorder() override { story->add("destroy"); }  // NOLINT(bugprone-exception-escape): never told to fail
     void initialize() override { story->add("initialize"); }
     void start() override { story->add("start"); }

@@ -14,8 +14,6 @@ class Folder
 public:
     Folder() { path_ = ::mkdtemp(name_.data()); }
     ~Folder() { std::filesystem::remove_all(path_); }
-    Folder(const Folder&) = delete;
-    Folder& operator=(const Folder&) = delete;
     std::filesystem::path operator/(const std::string& name) const { return path_ / name; }
 
 private:
