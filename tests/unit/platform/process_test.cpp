@@ -11,6 +11,8 @@
 
 #include <array>
 #include <csignal>
+#include <string>
+#include <vector>
 
 using boost::log::trivial::severity_level;
 using testing::ExitedWithCode;
@@ -23,17 +25,34 @@ void say(const std::string& text, severity_level level = severity_level::info)
     BOOST_LOG_CHANNEL_SEV(slrealtime::Logger::getLogger(), 0, level) << text;
 }
 
+slrealtime::ModelInfo modelThat(const std::function<void()>& step)
+{
+    slrealtime::ModelInfo model;
+    model.tasks_.emplace_back();
+    model.tasks_[0].period_ = 0.001;
+    model.tasks_[0].entry_ = step;
+    return model;
+}
+
 /** Ends the process with the exit status of a run of one step. */
 [[noreturn]] void runOneStep(const std::filesystem::path& logFile, const std::function<void()>& step)
 {
     slrealtime::standalone::RunOptions options;
     options.steps_ = 1;
     options.logFile_ = logFile;
-    slrealtime::ModelInfo model;
-    model.tasks_.emplace_back();
-    model.tasks_[0].period_ = 0.001;
-    model.tasks_[0].entry_ = step;
-    std::exit(slrealtime::standalone::runModel(model, options).exitStatus_);
+    std::exit(slrealtime::standalone::runModel(modelThat(step), options).exitStatus_);
+}
+
+/** Ends the process as a model's main would, with all output on standard error. */
+[[noreturn]] void modelMain(std::vector<std::string> words)
+{
+    words.insert(words.begin(), "model");
+    std::vector<char*> argv;
+    for (auto& word : words)
+        argv.push_back(word.data());
+    ::dup2(STDERR_FILENO, STDOUT_FILENO);
+    const int count = static_cast<int>(argv.size());
+    std::exit(slrealtime::standalone::modelMain(count, argv.data(), modelThat([] {})));
 }
 
 /** Ends the process, with 0 when a sink of its own sees a trace. */
@@ -83,12 +102,14 @@ TEST_F(Log, LoadingThePlatformStartsNoThread)
 
 TEST_F(Log, ExitInsideAStepWritesTheQueueOutAndWhatExitHandlersSay)
 {
-    const auto leave = [] {
-        say("leaving");
-        std::exit(7);
+    const auto run = [this] {
+        std::atexit([] { say("last words"); });
+        runOneStep(file_, [] {
+            say("leaving");
+            std::exit(7);
+        });
     };
-    std::atexit([] { say("last words"); });
-    EXPECT_EXIT(runOneStep(file_, leave), ExitedWithCode(7), "");
+    EXPECT_EXIT(run(), ExitedWithCode(7), "");
     EXPECT_THAT(test::contents(file_), HasSubstr("[info] leaving\n"));
     EXPECT_THAT(test::contents(file_), HasSubstr("[info] last words\n"));
 }
@@ -134,4 +155,15 @@ TEST_F(Log, AStepNeverWaitsForATerminalThatIsStuck)
 TEST_F(Log, AFileThatCannotBeWrittenIsSaidAndTheRunGoesOn)
 {
     EXPECT_EXIT(runOneStep("/proc/none/model.log", [] {}), ExitedWithCode(0), "cannot write the log file");
+}
+
+TEST(CommandLine, ExitStatusTellsUsageFromFailureFromSuccess)
+{
+    EXPECT_EXIT(modelMain({"--steps", "many"}), ExitedWithCode(2), "");
+    EXPECT_EXIT(modelMain({"--log-level", "loud"}), ExitedWithCode(2), "");
+    EXPECT_EXIT(modelMain({"--report", "/proc/none", "--log-file", ""}), ExitedWithCode(1), "");
+    EXPECT_EXIT(modelMain({"--steps", "2", "--log-file", ""}), ExitedWithCode(0),
+                testing::EndsWith("\nPASS\n"));
+    const auto tooWide = testing::ContainsRegex("[^\n]{81}");
+    EXPECT_EXIT(modelMain({"--help"}), ExitedWithCode(0), testing::Not(tooWide));
 }
