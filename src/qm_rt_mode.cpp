@@ -138,7 +138,8 @@ void QuillmarkRTService::start()
     setLedPulsePeriod(kLedPeriodOfARun);
     if (!os_rt_cpus_.isOpen() || !os_dis_hrtimer_.isOpen()) return;
 
-    const TaskInfo& baseRate = getModelInstanceModelInfo().tasks_.front();
+    const ModelInfo model = getModelInstanceModelInfo();
+    const TaskInfo& baseRate = model.tasks_.front();
     const TriggerMode trigger = baseRate.trigmode_;
     const bool isPeriodic = baseRate.mode_ == TimingMode::PERIODIC;
     const bool isTimerDriven = trigger == TriggerMode::TIMER && isPeriodic && !pollingMode_;

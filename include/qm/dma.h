@@ -105,7 +105,8 @@ QM_API void qm_freePhysicalMemory(void* ptr);
  *
  * @param virtualAddress The byte; its page must have been touched before.
  * @return The physical address, 0 on failure. A page that was never touched, or whose place the kernel hides
- * from processes without root rights, gives the byte's offset in its page.
+ * from processes without root rights, gives the byte's offset in its page (0 for the first
+ * one).
  *
  * Errors: none are reported otherwise. Real-time safe: no (file system). Thread-safe: yes.
  */

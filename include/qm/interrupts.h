@@ -94,11 +94,12 @@ QM_API int qm_uio_createInterruptContext(qm_InterruptContext** contextOut, qm_PC
 
 /**
  * Hands the board to the UIO driver, opens its node and disables its legacy interrupt (message-signalled
- * ones are not affected). Its interrupts arrive from the first qm_uio_enableInterrupt() on.
+ * ones are not affected). Legacy interrupts arrive from the first qm_uio_enableInterrupt() on; with a fix
+ * that is the kernel driver's matter.
  *
  * @param context A new context; after a failure, too, it is released with qm_uio_interruptDetach().
- * @return 0, -1 for null, else -errno (ENODEV: the board has no UIO device, EIO: its configuration file is
- * too short).
+ * @return 0, -1 for null, else -errno (ENOENT: the driver did not take the board, ENODEV: its UIO directory
+ * is empty, EIO: its configuration file is too short, or the kernel took its identifiers in part only).
  *
  * Errors: in pQmErrorStr: "Invalid nullptr passed for context", "INT MAP -> Failed to bind UIO device: %s\n"
  * (the reason is logged, see qm_uio_bindDeviceToUio()), "INT MAP -> Failed to open UIO device %s: %s\n",
@@ -127,7 +128,8 @@ QM_API int qm_uio_interruptWait(qm_InterruptContext* context);
  *
  * Errors: in pQmErrorStr: "Invalid nullptr passed for context", "Interrupt Enable: Failed to write config
  * file: %s\n", where the text is that of the write's result (-1) and tells nothing. Real-time safe: yes (one
- * write, or one register read and write). Thread-safe: the context's waiting thread only.
+ * write, or one register read and write), but a failure allocates for its text. Thread-safe: the context's
+ * waiting thread only.
  */
 QM_API int qm_uio_enableInterrupt(qm_InterruptContext* context);
 
@@ -147,22 +149,25 @@ QM_API int qm_uio_interruptEnableFix(qm_InterruptContext* context);
 /**
  * Gives the kernel's interrupt thread its priority and its CPU. The model's trigger gets CPU 1 and priority
  * 90, or keeps a higher one; any other interrupt gets the next CPU in turn (qm_pickNextAsyncCpu()) and one
- * more than the consumer's priority, at most 99. A thread which has that much already is left alone, and so
- * is the placement of an interrupt that is on CPU 1 already.
+ * more than the consumer's priority, at most 99; one whose thread has that much already is left alone. The
+ * placement of an interrupt that is on CPU 1 already is never changed.
  *
- * @param context An attached context; irq_cpu_assigned is set.
+ * @param context An attached context. irq_cpu_assigned becomes the CPU asked for; -1 when the thread is left
+ * alone, or when there are less than 3 CPUs and the placement stays as it is.
  * @return 0 or -1; -EINVAL for null.
  *
  * Errors: in pQmErrorStr: "Invalid nullptr passed for context", "Failed to find IRQ thread PID for UIO %d"
  * (errno ENOENT: the kernel handles interrupts without threads; E2BIG: several threads end in the device's
- * name), "Failed to get IRQ number for UIO %d", "Requested invalid IRQ thread priority value %d. Priority
- * must be between 1 and 99.", "Failed to set priority of IRQ thread PID %d to %d", "Failed to set IRQ %d
- * affinity to CPU %d: %s". Real-time safe: no (file system). Thread-safe: no (model start-up only).
+ * name; EINVAL: the device has none, or the context is not attached), "Failed to get IRQ number for UIO %d",
+ * "Requested invalid IRQ thread priority value %d. Priority must be between 1 and 99.", "Failed to set
+ * priority of IRQ thread PID %d to %d", "Failed to set IRQ %d affinity to CPU %d: %s". Real-time safe: no
+ * (file system). Thread-safe: no (model start-up only).
  */
 QM_API int qm_uio_setIrqProps(qm_InterruptContext* context);
 
 /**
- * Lowers the interrupt thread to the context's defaultPriority (at most 99) and moves the interrupt to CPU 0.
+ * Lowers the interrupt thread to the context's defaultPriority (at most 99; 0 stands for 50), then moves the
+ * interrupt to CPU 0. A priority that cannot be set leaves the placement alone.
  *
  * @param context An attached context.
  * @return 0 or -1; -EINVAL for null.
@@ -193,11 +198,11 @@ QM_API void qm_uio_interruptDetach(qm_InterruptContext* context);
  * @param pciDev The board.
  * @return N of its node "/dev/uioN", or -1.
  *
- * Errors: errno (ENODEV: the board has no UIO device), and logged at qm_info: "bindDeviceToUio: device is
- * null.\n", "bindDeviceToUio: open(new_id) failed: %s\n" (is the driver "uio_quillmark" loaded?),
- * "bindDeviceToUio: write(new_id) failed: %s (bytes=%d)\n", "bindDeviceToUio: unbind existing driver
- * failed.\n", "bindDeviceToUio: bind to uio_quillmark failed.\n". Real-time safe: no (file system).
- * Thread-safe: no (model start-up only).
+ * Errors: errno (ENOENT: the driver did not take the board, ENODEV: its UIO directory is empty, EINVAL for
+ * null), and logged at qm_info: "bindDeviceToUio: device is null.\n", "bindDeviceToUio: open(new_id) failed:
+ * %s\n" (is the driver "uio_quillmark" loaded?), "bindDeviceToUio: write(new_id) failed: %s (bytes=%d)\n",
+ * "bindDeviceToUio: unbind existing driver failed.\n", "bindDeviceToUio: bind to uio_quillmark failed.\n".
+ * Real-time safe: no (file system). Thread-safe: no (model start-up only).
  */
 QM_API int qm_uio_bindDeviceToUio(qm_PCIDevice* pciDev);
 

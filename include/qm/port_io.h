@@ -4,7 +4,9 @@
  *
  * qm_mapIo() gives a thread access to a board's ports. Access to the two ports of the legacy PCI
  * configuration mechanism, 0xCF8 and 0xCFC, is asked for by these functions themselves, on every call; what
- * the two refer to is not locked between calls. Any other port is accessed without a question.
+ * the two refer to is not locked between calls. They are told by the whole number, the access uses its low 16
+ * bits; what is granted are 32 ports from the given one, to the calling thread, for good. Any other port is
+ * accessed without a question.
  *
  * What all six have in common: `port` is the port's number, of which the low 16 bits are used.
  * Errors: a port that the calling thread has no access to ends the process (SIGSEGV). At 0xCF8 and 0xCFC a

@@ -30,8 +30,9 @@ QM_API void* qm_createThread(void* (*func)(void*), void* arg);
 
 /**
  * Cancels a thread, waits for its end, and frees its handle. The thread ends at its next cancellation point:
- * qm_waitForSemaphore(), qm_wait_s() of a millisecond or more, qm_waitForBaseRateSync() until the base rate
- * has started, and the blocking calls of the system are such points.
+ * qm_uio_interruptWait(), qm_waitForSemaphore(), qm_wait_s() of a millisecond or more,
+ * qm_waitForBaseRateSync() until the base rate has started, and the blocking calls of the system are such
+ * points. qm_lockMutex() is none, and a mutex that the thread holds stays locked.
  *
  * @param handler The handle, not used again afterwards, also on failure.
  * @return 0 when the thread has ended, also when it had ended before; else the error number of the cancel
@@ -173,7 +174,8 @@ QM_API bool qm_tryLockMutex(void* handler);
 QM_API int qm_pinThisThreadToCpu(int cpu);
 
 /**
- * Hands out CPUs for asynchronous interrupt threads in turn: 2 to the last one configured, then 2 again. The
+ * Hands out CPUs for asynchronous interrupt threads in turn: 2 to one less than their configured
+ * number, then 2 again. The
  * turn lasts for the life of the process, over all model runs in it.
  *
  * @return Number of the CPU; -1 with less than 3 configured CPUs.

@@ -36,7 +36,7 @@ QM_API uint64_t qm_getTSCFrequency(void);
 /**
  * Waits by reading the time-stamp counter. It does not give the processor away.
  *
- * @param delay_ns Nanoseconds at 3.3 GHz.
+ * @param delay_ns Nanoseconds at 3.3 GHz, up to 4294967295 (4.3 s).
  * @return Nothing.
  *
  * Errors: none. Real-time safe: yes, no system call. Thread-safe: yes.
@@ -47,7 +47,8 @@ QM_API void qm_wait_ns(uint32_t delay_ns);
  * Waits. Less than a millisecond is waited as qm_wait_ns() does; a longer delay is slept, cut to whole
  * milliseconds, also when signals come in between.
  *
- * @param delay_s Seconds; zero, less, or not a number: the call returns at once.
+ * @param delay_s Seconds; zero, less, or not a number: the call returns at once. Any
+ * length; infinity sleeps until the thread is destroyed.
  * @return Nothing.
  *
  * Errors: none. Real-time safe: yes below a millisecond; a longer delay sleeps, which is a system call and a

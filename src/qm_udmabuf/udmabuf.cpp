@@ -3,11 +3,11 @@
 #include <qm/dma.h>
 #include <qm/log.h>
 
-#include <climits>
 #include <sys/mman.h>
 #include <sys/stat.h>
 
 #include <array>
+#include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -79,6 +79,12 @@ int freeNumber()
     return -1;
 }
 
+int openToAll(const PathBuffer& node)
+{
+    const qm::RootScope root;
+    return ::chmod(node.data(), kNodeMode);
+}
+
 int create(const qm_udmabuf_Handle& buffer)
 {
     {
@@ -88,8 +94,7 @@ int create(const qm_udmabuf_Handle& buffer)
         std::snprintf(command.data(), command.size(), "create %s %lu\n", buffer.deviceName, buffer.length);
         writeText(manager, command.data());
     }
-    const qm::RootScope root;
-    if (::chmod(nodeOf(buffer.deviceName).data(), kNodeMode) != 0)
+    if (openToAll(nodeOf(buffer.deviceName)) != 0)
         qm_printf(qm_error, "Failed to set u-dma-buf permissions: %s\n", std::strerror(errno));
     return 0;
 }

@@ -10,77 +10,54 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <mutex>
+#include <iterator>
 
 namespace qm::test {
 
 namespace {
 
-const std::vector<std::string> kWords{"trace", "debug", "info", "warning", "error", "fatal"};
+namespace logging = boost::log;
 
-class Backend : public boost::log::sinks::basic_sink_backend<boost::log::sinks::synchronized_feeding>
+class Backend : public logging::sinks::basic_sink_backend<logging::sinks::synchronized_feeding>
 {
 public:
-    void consume(const boost::log::record_view& view)
+    explicit Backend(std::vector<std::string>& lines) : lines_(lines) {}
+
+    void consume(const logging::record_view& view)
     {
-        const auto severity = boost::log::extract<boost::log::trivial::severity_level>("Severity", view);
-        const auto channel = boost::log::extract<int>("Channel", view);
-        const auto text = view[boost::log::expressions::smessage];
-        const std::lock_guard guard(mutex);
-        records.push_back(
-            {severity ? static_cast<int>(*severity) : -1, channel ? *channel : -1, text ? *text : ""});
+        const auto severity = logging::extract<logging::trivial::severity_level>("Severity", view);
+        const int channel = logging::extract_or_default<int>("Channel", view, -1);
+        lines_.push_back((severity ? to_string(*severity) : std::string("no severity")) +
+                         (channel == 0 ? " " : " [" + std::to_string(channel) + "] ") +
+                         *view[logging::expressions::smessage]);
         errno = ELIBBAD;
     }
 
-    std::mutex mutex;
-    std::vector<LogCapture::Record> records;
+private:
+    std::vector<std::string>& lines_;
 };
 
 }  // namespace
 
-class LogCapture::Sink
+LogCapture::LogCapture()
+    : sink_(
+          boost::make_shared<logging::sinks::synchronous_sink<Backend>>(boost::make_shared<Backend>(lines_)))
 {
-public:
-    boost::shared_ptr<Backend> backend = boost::make_shared<Backend>();
-    boost::shared_ptr<boost::log::sinks::sink> frontend =
-        boost::make_shared<boost::log::sinks::synchronous_sink<Backend>>(backend);
-};
-
-LogCapture::LogCapture() : sink_(std::make_unique<Sink>())
-{
-    boost::log::core::get()->add_sink(sink_->frontend);
+    logging::core::get()->add_sink(sink_);
 }
 
 LogCapture::~LogCapture()
 {
-    boost::log::core::get()->remove_sink(sink_->frontend);
+    logging::core::get()->remove_sink(sink_);
 }
 
-std::vector<LogCapture::Record> LogCapture::records() const
+std::vector<std::string> LogCapture::notes() const
 {
-    const std::lock_guard guard(sink_->backend->mutex);
-    return sink_->backend->records;
-}
-
-std::vector<std::string> LogCapture::lines() const
-{
-    return linesFrom(kWords.front());
-}
-
-std::vector<std::string> LogCapture::linesFrom(const std::string& lowestSeverity) const
-{
-    const auto lowest = std::find(kWords.begin(), kWords.end(), lowestSeverity) - kWords.begin();
-    std::vector<std::string> lines;
-    for (const Record& record : records())
-        if (record.severity >= lowest)
-            lines.push_back(kWords.at(static_cast<size_t>(record.severity)) + " " + record.text);
-    return lines;
-}
-
-void LogCapture::clear()
-{
-    const std::lock_guard guard(sink_->backend->mutex);
-    sink_->backend->records.clear();
+    std::vector<std::string> notes;
+    std::copy_if(lines_.begin(), lines_.end(), std::back_inserter(notes), [](const std::string& line) {
+        return !line.starts_with("trace ") && !line.starts_with("debug ");
+    });
+    return notes;
 }
 
 }  // namespace qm::test

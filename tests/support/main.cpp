@@ -8,34 +8,12 @@
 #include <unistd.h>
 
 #include <cstdio>
-#include <sstream>
+#include <cstdlib>
 #include <string>
-#include <vector>
 
 namespace {
 
 constexpr unsigned kHangSeconds = 50;
-
-/** Full names of the tests that the command line selects. */
-std::vector<std::string> selectedTests()
-{
-    testing::internal::CaptureStdout();
-    GTEST_FLAG_SET(list_tests, true);
-    [[maybe_unused]] const int listed = RUN_ALL_TESTS();
-    GTEST_FLAG_SET(list_tests, false);
-    std::istringstream listing(testing::internal::GetCapturedStdout());
-
-    std::vector<std::string> names;
-    std::string suite;
-    for (std::string line; std::getline(listing, line);) {
-        const std::string word = line.substr(0, line.find("  #"));
-        if (word.starts_with("  "))
-            names.push_back(suite + word.substr(2));
-        else if (word.ends_with('.'))
-            suite = word;
-    }
-    return names;
-}
 
 bool passesAlone(const std::string& test)
 {
@@ -49,25 +27,34 @@ bool passesAlone(const std::string& test)
     return waitpid(child, &status, 0) == child && status == 0;
 }
 
+class Alone : public testing::Environment
+{
+    void SetUp() override
+    {
+        const testing::UnitTest& all = *testing::UnitTest::GetInstance();
+        if (all.test_to_run_count() == 1) {
+            (void)alarm(kHangSeconds);  // a test that never ends is a failed one
+            return;
+        }
+        int failures = 0;
+        for (int i = 0; i < all.total_test_suite_count(); ++i)
+            for (int j = 0; j < all.GetTestSuite(i)->total_test_count(); ++j) {
+                const testing::TestInfo& test = *all.GetTestSuite(i)->GetTestInfo(j);
+                const std::string name = std::string(test.test_suite_name()) + "." + test.name();
+                if (!test.should_run() || passesAlone(name)) continue;
+                ++failures;
+                (void)fprintf(stderr, "FAILED: %s\n", name.c_str());
+            }
+        (void)printf("%d tests, %d failed\n", all.test_to_run_count(), failures);
+        std::exit(failures == 0 ? 0 : 1);
+    }
+};
+
 }  // namespace
 
 int main(int argc, char** argv)
 {
     testing::InitGoogleTest(&argc, argv);
-    if (GTEST_FLAG_GET(list_tests)) return RUN_ALL_TESTS();
-
-    const std::vector<std::string> tests = selectedTests();
-    if (tests.size() <= 1) {
-        (void)alarm(kHangSeconds);  // a test that never ends is a failed one
-        return RUN_ALL_TESTS();
-    }
-
-    int failures = 0;
-    for (const std::string& test : tests) {
-        if (passesAlone(test)) continue;
-        ++failures;
-        (void)fprintf(stderr, "FAILED: %s\n", test.c_str());
-    }
-    (void)printf("%zu tests, %d failed\n", tests.size(), failures);
-    return failures == 0 ? 0 : 1;
+    testing::AddGlobalTestEnvironment(new Alone);
+    return RUN_ALL_TESTS();
 }

@@ -1,26 +1,11 @@
 #include "process.hpp"
 
-#include <fcntl.h>
-#include <sys/mman.h>
-#include <unistd.h>
+#include <gtest/gtest.h>
 
 #include <algorithm>
-#include <array>
-#include <cstdio>
 #include <filesystem>
-#include <iostream>
 
 namespace qm::test {
-
-namespace {
-
-void flushAll()
-{
-    (void)fflush(nullptr);
-    std::cout.flush();
-}
-
-}  // namespace
 
 std::vector<std::string> openDescriptors()
 {
@@ -35,39 +20,18 @@ std::vector<std::string> openDescriptors()
     return found;
 }
 
-StreamCapture::StreamCapture(int stream) : stream_(stream)
+std::string standardOutputOf(const std::function<void()>& act)
 {
-    flushAll();
-    saved_ = fcntl(stream, F_DUPFD_CLOEXEC, 0);
-    file_ = memfd_create("captured", MFD_CLOEXEC);
-    (void)dup2(file_, stream);
+    testing::internal::CaptureStdout();
+    act();
+    return testing::internal::GetCapturedStdout();
 }
 
-StreamCapture::~StreamCapture()
+std::string standardErrorOf(const std::function<void()>& act)
 {
-    restore();
-}
-
-std::string StreamCapture::text()
-{
-    flushAll();
-    std::string text;
-    std::array<char, 4096> piece{};
-    for (ssize_t got = 0;
-         (got = pread(file_, piece.data(), piece.size(), static_cast<off_t>(text.size()))) > 0;)
-        text.append(piece.data(), static_cast<size_t>(got));
-    restore();
-    return text;
-}
-
-void StreamCapture::restore()
-{
-    if (saved_ < 0) return;
-    flushAll();
-    (void)dup2(saved_, stream_);
-    (void)close(saved_);
-    (void)close(file_);
-    saved_ = -1;
+    testing::internal::CaptureStderr();
+    act();
+    return testing::internal::GetCapturedStderr();
 }
 
 }  // namespace qm::test

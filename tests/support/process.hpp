@@ -1,6 +1,7 @@
 #ifndef QM_TEST_PROCESS_HPP
 #define QM_TEST_PROCESS_HPP
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -9,26 +10,9 @@ namespace qm::test {
 /** Numbers and targets of the open descriptors: compare before and after. */
 std::vector<std::string> openDescriptors();
 
-/** Collects what is written to a standard stream (descriptor 1 or 2), buffered text included, until it is
- * read. */
-class StreamCapture
-{
-public:
-    explicit StreamCapture(int stream);
-    ~StreamCapture();
-    StreamCapture(const StreamCapture&) = delete;
-    StreamCapture& operator=(const StreamCapture&) = delete;
-
-    /** Ends the capture. */
-    std::string text();
-
-private:
-    void restore();
-
-    int stream_;
-    int saved_;
-    int file_;
-};
+/** What `act` writes to a standard stream, buffered text included. */
+std::string standardOutputOf(const std::function<void()>& act);
+std::string standardErrorOf(const std::function<void()>& act);
 
 }  // namespace qm::test
 

@@ -5,6 +5,7 @@
 #include <system_error>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -21,18 +22,13 @@ namespace {
 
 constexpr const char* kMarker = "QM_TEST_OWN_NAMESPACE";
 
-bool inOwnNamespace()
-{
-    const char* owner = getenv(kMarker);
-    return owner != nullptr && std::to_string(getpid()) == owner;
-}
-
 /** Runs before main, while the namespaces can still be left: exec ends the sanitizers' threads too. */
 [[gnu::constructor]] void enterOwnNamespace(int argc, char** argv)
 {
     for (int i = 1; i < argc; ++i)
         if (std::string(argv[i]) == "--gtest_list_tests") return;
-    if (inOwnNamespace()) return;
+    const char* owner = getenv(kMarker);
+    if (owner != nullptr && std::to_string(getpid()) == owner) return;
 
     std::string self = fs::read_symlink("/proc/self/exe");
     std::vector<const char*> command{"unshare", "--mount"};
@@ -60,8 +56,6 @@ std::vector<fs::path>& freshDirectories()
 
 void cover(const fs::path& path)
 {
-    if (!inOwnNamespace())
-        throw std::logic_error("sandbox: not in a namespace of its own, nothing is mounted");
     mountOrThrow("tmpfs", path, "tmpfs", MS_NOSUID | MS_NODEV);
     freshDirectories().push_back(path);
 }
@@ -90,18 +84,9 @@ void coverKeepingEntries(const fs::path& path)
 
 bool isBelowFreshDirectory(const fs::path& path)
 {
-    for (const fs::path& fresh : freshDirectories())
-        if (path.string().starts_with(fresh.string() + "/")) return true;
-    return false;
-}
-
-void openForWriting(std::ofstream& file, const fs::path& path)
-{
-    if (!isBelowFreshDirectory(path))
-        throw std::logic_error("sandbox: " + path.string() + " is not in the sandbox");
-    fs::create_directories(path.parent_path());
-    file.exceptions(std::ios::failbit | std::ios::badbit);
-    file.open(path, std::ios::binary | std::ios::trunc);
+    return std::ranges::any_of(freshDirectories(), [&](const fs::path& fresh) {
+        return path.string().starts_with(fresh.string() + "/");
+    });
 }
 
 }  // namespace
@@ -120,15 +105,16 @@ void freshDirectory(const fs::path& path)
 
 void writeFile(const fs::path& path, const std::string& content)
 {
-    std::ofstream file;
-    openForWriting(file, path);
-    file << content << std::flush;
+    if (!isBelowFreshDirectory(path))
+        throw std::logic_error("sandbox: " + path.string() + " is not in the sandbox");
+    fs::create_directories(path.parent_path());
+    std::ofstream file(path, std::ios::binary | std::ios::trunc);
+    if (!(file << content << std::flush)) throw std::runtime_error("sandbox: cannot write " + path.string());
 }
 
 void sparseFile(const fs::path& path, std::uintmax_t size)
 {
-    std::ofstream file;
-    openForWriting(file, path);
+    writeFile(path, "");
     fs::resize_file(path, size);
 }
 

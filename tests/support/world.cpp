@@ -2,21 +2,11 @@
 
 #include "sandbox.hpp"
 
-#include <cstdio>
+#include <fmt/core.h>
 
 namespace qm::test {
 
-namespace {
-
-template <typename... Args>
-std::string print(const char* format, Args... args)
-{
-    std::array<char, 128> text{};
-    (void)snprintf(text.data(), text.size(), format, args...);
-    return text.data();
-}
-
-}  // namespace
+constexpr const char* kResource = "{:#018x} {:#018x} {:#018x}\n";
 
 Board& Board::word(size_t offset, uint16_t value)
 {
@@ -64,7 +54,7 @@ Board& Board::express(unsigned version, unsigned width)
 
 std::string Board::address() const
 {
-    return print("%04x:%02x:%02x.%x", domain_, bus_, slot_, function_);
+    return fmt::format("{:04x}:{:02x}:{:02x}.{:x}", domain_, bus_, slot_, function_);
 }
 
 World::World()
@@ -81,15 +71,15 @@ World& World::add(const Board& board)
     std::string resources;
     for (size_t i = 0; i < board.bars_.size(); ++i) {
         const auto& [start, size, flags] = board.bars_.at(i);
-        resources += print("0x%016lx 0x%016lx 0x%016x\n", start, size == 0 ? start : start + size - 1, flags);
+        resources += fmt::format(kResource, start, size == 0 ? start : start + size - 1, flags);
         if (size != 0) sandbox::sparseFile(folder / ("resource" + std::to_string(i)), size);
     }
-    resources += print("0x%016x 0x%016x 0x%016x\n", 0, 0, 0);
+    resources += fmt::format(kResource, 0, 0, 0);
 
     sandbox::writeFile(folder / "config", board.config_);
-    sandbox::writeFile(folder / "vendor", print("0x%02x%02x\n", byte(1), byte(0)));
-    sandbox::writeFile(folder / "device", print("0x%02x%02x\n", byte(3), byte(2)));
-    sandbox::writeFile(folder / "class", print("0x%02x%02x%02x\n", byte(11), byte(10), byte(9)));
+    sandbox::writeFile(folder / "vendor", fmt::format("0x{:02x}{:02x}\n", byte(1), byte(0)));
+    sandbox::writeFile(folder / "device", fmt::format("0x{:02x}{:02x}\n", byte(3), byte(2)));
+    sandbox::writeFile(folder / "class", fmt::format("0x{:02x}{:02x}{:02x}\n", byte(11), byte(10), byte(9)));
     sandbox::writeFile(folder / "resource", resources);
     sandbox::writeFile(folder / "irq", "16\n");
     sandbox::writeFile(folder / "enable", "1\n");

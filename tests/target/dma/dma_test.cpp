@@ -145,7 +145,7 @@ TEST_F(Dma, TheLowestOfTwoHundredAndFiftySixNumbersIsTaken)
     EXPECT_STREQ("qm-udma-buf255", last->deviceName);
     EXPECT_EQ(nullptr, qm_udmabuf_allocBuffer(100));
     EXPECT_EQ(2U, driver_.commands.size());
-    EXPECT_THAT(log_.linesFrom("info"),
+    EXPECT_THAT(log_.notes(),
                 ElementsAre("error QM: Maximum of 256 buffers are supported by the u-dma-buf-mgr."));
     EXPECT_EQ(0, qm_udmabuf_freeBuffer(one));
     EXPECT_EQ(0, qm_udmabuf_freeBuffer(last));
@@ -166,12 +166,12 @@ TEST_F(Dma, AnUnusableBufferGivesNullAndTheReason)
                      "error QM: Failed to open " + missing + ": No such file or directory",
                      "info QM: Could not create buffer."};
         if (missing != node) log.erase(log.begin());
-        EXPECT_EQ(log, log_.linesFrom("info"));
+        EXPECT_EQ(log, log_.notes());
         log_.clear();
     }
     driver_.afterMake = [&] { sandbox::writeFile(attributes + "size", "8191\n"); };
     EXPECT_EQ(nullptr, alloc());
-    EXPECT_THAT(log_.linesFrom("info"), ElementsAre("info QM: Could not create buffer."));
+    EXPECT_THAT(log_.notes(), ElementsAre("info QM: Could not create buffer."));
     EXPECT_TRUE(fs::exists(node)) << "it is left to the next clearing";
 }
 
@@ -180,7 +180,7 @@ TEST_F(Dma, WithoutTheManagerThereAreNoBuffers)
     fs::remove(kManager);
     EXPECT_EQ(nullptr, alloc());
     EXPECT_EQ(nullptr, qm_udmabuf_allocBuffer(8192));
-    EXPECT_THAT(log_.linesFrom("info"),
+    EXPECT_THAT(log_.notes(),
                 ElementsAre("warning QM: Failed to open u-dma-buf-mgr: No such file or directory",
                             "info QM: Failed to clear old u-dma-buffers. Do you have the required kernel "
                             "modules inserted?",
@@ -197,7 +197,7 @@ TEST_F(Dma, ABufferThatCannotBeMappedIsMapFailed)
     EXPECT_EQ(MAP_FAILED, buffer);
     EXPECT_EQ(kPhysical, physical_);
     qm_freePhysicalMemory(buffer);
-    EXPECT_THAT(log_.linesFrom("info"), ElementsAre("info QM: Could not free buffer 0xffffffffffffffff."));
+    EXPECT_THAT(log_.notes(), ElementsAre("info QM: Could not free buffer 0xffffffffffffffff."));
 }
 
 TEST_F(Dma, ABufferThatCannotBeFreedIsForgotten)
@@ -207,7 +207,7 @@ TEST_F(Dma, ABufferThatCannotBeFreedIsForgotten)
     fs::remove(kManager);
     qm_freePhysicalMemory(buffer);
     qm_freePhysicalMemory(buffer);
-    EXPECT_THAT(log_.linesFrom("info"),
+    EXPECT_THAT(log_.notes(),
                 ElementsAre("info QM: Could not free buffer " + address + ".",
                             "info QM: No buffer matching address " + address + " was found to free"));
 }
@@ -225,7 +225,7 @@ TEST_F(Dma, AHandleThatCannotBeFreedStaysTheCallers)
     sandbox::writeFile(kManager, "");
     EXPECT_EQ(0, qm_udmabuf_freeBuffer(handle));
     EXPECT_EQ("delete qm-udma-buf0\n", driver_.commands.back());
-    EXPECT_THAT(log_.linesFrom("info"), IsEmpty());
+    EXPECT_THAT(log_.notes(), IsEmpty());
 }
 
 TEST_F(Dma, OtherKindsOfAllocationAreRefusedByName)

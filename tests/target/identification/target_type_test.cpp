@@ -1,4 +1,3 @@
-#include "log_capture.hpp"
 #include "process.hpp"
 #include "world.hpp"
 #include <qm.h>
@@ -6,7 +5,6 @@
 #include <gmock/gmock.h>
 
 #include <array>
-#include <ostream>
 
 namespace qm::test {
 
@@ -64,7 +62,6 @@ class TargetModel : public testing::TestWithParam<size_t>
 {
 protected:
     World world_;
-    LogCapture log_;
 };
 
 TEST_P(TargetModel, IsKnownByItsCardAndHasAName)
@@ -97,11 +94,6 @@ struct Arrangement
     qm_TargetType type;
 };
 
-void PrintTo(const Arrangement& row, std::ostream* out)
-{
-    *out << row.name;
-}
-
 class TargetArrangement : public testing::TestWithParam<Arrangement>
 {};
 
@@ -111,13 +103,10 @@ TEST_P(TargetArrangement, IsJudgedByTheCardsDirectlyBehindTheRootPorts)
     const auto descriptors = openDescriptors();
     for (const Board& board : GetParam().boards)
         world.add(board);
-    StreamCapture out(1);
-    StreamCapture error(2);
-    EXPECT_EQ(GetParam().type, qm_getTargetType());
-    const std::string name = qm_getTargetMarketingName();
-    EXPECT_EQ(GetParam().type == NonQuillmark, name == "NonQuillmark");
-    EXPECT_EQ("", out.text());
-    EXPECT_EQ("", error.text());
+    const auto type = [] { EXPECT_EQ(GetParam().type, qm_getTargetType()); };
+    EXPECT_EQ("", standardErrorOf(type));
+    EXPECT_EQ("", standardOutputOf(type));
+    EXPECT_EQ(GetParam().type == NonQuillmark, std::string("NonQuillmark") == qm_getTargetMarketingName());
     EXPECT_EQ(descriptors, openDescriptors());
 }
 
@@ -126,10 +115,19 @@ Board card(unsigned bus, uint16_t vendor, uint16_t device, unsigned slot = 0)
     return board(vendor, device).at(bus, slot);
 }
 
-std::vector<Board> lowland(const Board& second, uint16_t cardDevice)
+/** A port with one card behind it. */
+std::vector<Board> port(unsigned slot, unsigned function, uint16_t port, uint16_t vendor, uint16_t device)
 {
-    return {rootPort(28, 0, 0x0F48), card(busBehind(28, 0), 0x10B5, 0x8606), second,
-            card(busBehind(28, 2), 0x10B5, cardDevice)};
+    return {rootPort(slot, function, port), card(busBehind(slot, function), vendor, device)};
+}
+
+/** The top layer of a Lowland and what may be its base. */
+std::vector<Board> lowland(uint16_t secondPort, uint16_t cardDevice)
+{
+    std::vector<Board> boards = port(28, 2, secondPort, 0x10B5, cardDevice);
+    boards.push_back(rootPort(28, 0, 0x0F48));
+    boards.push_back(card(busBehind(28, 0), 0x10B5, 0x8606));
+    return boards;
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -137,12 +135,10 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(
         Arrangement{"NoBoardAtAll", {}, NonQuillmark},
         Arrangement{"NoBridge", {card(0, kIntel, 0x29C0), card(0, 0x1B21, 0x1080, 28)}, NonQuillmark},
-        Arrangement{"SecondPortOfLowland", lowland(rootPort(28, 2, 0x0F4C), 0x8606), Lowland},
-        Arrangement{"SecondPortOfAnotherKind", lowland(rootPort(28, 2, 0x0F48), 0x8606), Lowland_TopLayer},
-        Arrangement{"SecondPortWithAnotherCard", lowland(rootPort(28, 2, 0x0F4C), 0x8607), Lowland_TopLayer},
-        Arrangement{"SecondPortAlone",
-                    {rootPort(28, 2, 0x0F4C), card(busBehind(28, 2), 0x10B5, 0x8606)},
-                    NonQuillmark},
+        Arrangement{"SecondPortOfLowland", lowland(0x0F4C, 0x8606), Lowland},
+        Arrangement{"SecondPortOfAnotherKind", lowland(0x0F48, 0x8606), Lowland_TopLayer},
+        Arrangement{"SecondPortWithAnotherCard", lowland(0x0F4C, 0x8607), Lowland_TopLayer},
+        Arrangement{"SecondPortAlone", port(28, 2, 0x0F4C, 0x10B5, 0x8606), NonQuillmark},
         Arrangement{"CardBehindOtherCards",
                     {rootPort(28, 7, 0x1E1E), card(busBehind(28, 7), 1, 1),
                      card(busBehind(28, 7), 0x10B5, 0x8606, 9)},
@@ -157,15 +153,9 @@ INSTANTIATE_TEST_SUITE_P(
         Arrangement{"PortOfAnotherVendor",
                     {board(0x8087, 0x1E1E).at(0, 28, 7).bridgeTo(9, 9), card(9, 0x10B5, 0x8606)},
                     NonQuillmark},
-        Arrangement{"PortAtAnotherFunction",
-                    {rootPort(28, 6, 0x1E1E), card(busBehind(28, 6), 0x10B5, 0x8606)},
-                    NonQuillmark},
-        Arrangement{"PortAtAnotherSlot",
-                    {rootPort(27, 7, 0x1E1E), card(busBehind(27, 7), 0x10B5, 0x8606)},
-                    NonQuillmark},
-        Arrangement{"CardOfAnotherVendor",
-                    {rootPort(28, 7, 0x1E1E), card(busBehind(28, 7), 0x10B6, 0x8606)},
-                    NonQuillmark},
+        Arrangement{"PortAtAnotherFunction", port(28, 6, 0x1E1E, 0x10B5, 0x8606), NonQuillmark},
+        Arrangement{"PortAtAnotherSlot", port(27, 7, 0x1E1E, 0x10B5, 0x8606), NonQuillmark},
+        Arrangement{"CardOfAnotherVendor", port(28, 7, 0x1E1E, 0x10B6, 0x8606), NonQuillmark},
         Arrangement{"PortWithNothingBehindIt", {rootPort(28, 7, 0x1E1E)}, NonQuillmark}),
     [](const auto& row) { return row.param.name; });
 

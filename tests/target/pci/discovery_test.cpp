@@ -1,12 +1,7 @@
 #include "pci_test.hpp"
 
 #include <climits>
-
 #include <cstring>
-
-extern "C" {
-#include <pci/pci.h>
-}
 
 namespace qm::test {
 
@@ -17,26 +12,11 @@ using testing::IsEmpty;
 
 constexpr uint16_t kVendor = 0x1234;
 constexpr uint16_t kDevice = 0x11E8;
-constexpr uint16_t kAny = 0xFFFF;
+constexpr uint16_t kAny = QM_PCI_ANY_ID;
 
 Board adc()
 {
     return board(kVendor, kDevice);
-}
-
-/** First BAR of every adc, in libpci's own order. */
-std::vector<uint64_t> adcBarsInScanOrder()
-{
-    pci_access* scan = pci_alloc();
-    pci_init(scan);
-    pci_scan_bus(scan);
-    std::vector<uint64_t> bars;
-    for (pci_dev* device = scan->devices; device != nullptr; device = device->next) {
-        pci_fill_info(device, PCI_FILL_IDENT | PCI_FILL_BASES);
-        if (device->device_id == kDevice) bars.push_back(device->base_addr[0]);
-    }
-    pci_cleanup(scan);
-    return bars;
 }
 
 std::string bytesOf(const qm_PCIDevice& record)
@@ -63,42 +43,33 @@ TEST_F(PciDiscovery, AutosearchCountsBoardsInOrderOfBusSlotAndFunction)
     struct Case
     {
         int position;
-        uint32_t bus, slot, index, firstBar;
+        std::vector<uint32_t> busSlotIndexAndFirstBar;
     };
-    for (const Case& wanted : {Case{1, 1, 2, 1, 0}, Case{2, 1, 4, 2, 0x1000}, Case{3, 1, 4, 3, 0},
-                               Case{4, 3, 0, 4, 0}, Case{0, 1, 2, 1, 0}, Case{-5, 1, 2, 1, 0}}) {
-        SCOPED_TRACE(wanted.position);
-        ASSERT_EQ(0, find(wanted.position, -7, -1));
-        EXPECT_EQ(wanted.bus, device_.bus);
-        EXPECT_EQ(wanted.slot, device_.slot);
-        EXPECT_EQ(wanted.index, device_.pciIdx);
-        EXPECT_EQ(wanted.firstBar, device_.BaseAddress[0]);
+    for (const auto& [position, expected] :
+         {Case{1, {1, 2, 1, 0}}, Case{2, {1, 4, 2, 0x1000}}, Case{3, {1, 4, 3, 0}}, Case{4, {3, 0, 4, 0}},
+          Case{0, {1, 2, 1, 0}}, Case{-5, {1, 2, 1, 0}}}) {
+        ASSERT_EQ(0, find(position, -7, -1));
+        EXPECT_EQ(expected, (std::vector{device_.bus, device_.slot, device_.pciIdx, device_.BaseAddress[0]}))
+            << "at position " << position;
     }
     EXPECT_EQ(1, find(5, 1, -1));
 }
 
-TEST_F(PciDiscovery, AutosearchTakesEqualPlacesOfSeveralDomainsInReverseScanOrder)
+TEST_F(PciDiscovery, AutosearchTakesEqualPlacesOfSeveralDomainsInTheOrderOfTheirDirectory)
 {
     for (unsigned domain = 0; domain < 4; ++domain)
-        world_.add(adc().at(2, 3, 0, domain).bar(0, uint64_t{0x10000} * (domain + 1), 0x1000));
-    const std::vector<uint64_t> scanned = adcBarsInScanOrder();
-    ASSERT_EQ(4U, scanned.size());
-
-    std::vector<uint64_t> searched;
-    for (int position = 4; position >= 1; --position) {
-        ASSERT_EQ(0, find(position, 0, -1));
-        searched.push_back(device_.BaseAddress[0]);
+        world_.add(adc().at(2, 3, 0, domain).bar(0, uint64_t{0x10000} * domain, 0x1000));
+    int position = 0;
+    for (const auto& entry : std::filesystem::directory_iterator("/sys/bus/pci/devices")) {
+        ASSERT_EQ(0, find(++position, 0, -1));
+        EXPECT_EQ(entry.path().filename().string()[3] - '0', device_.BaseAddress[0] / 0x10000);
     }
-    EXPECT_EQ(scanned, searched);
 }
 
 TEST_F(PciDiscovery, AFoundBoardFillsTheNamedFieldsAndNothingElse)
 {
-    world_.add(adc()
-                   .at(0x1a, 0x1f)
-                   .bar(0, 0xFEB00000, 0x100000)
-                   .bar(1, 0xE000, 0x20, 0x4010D)
-                   .bar(2, 0x480000000, 0x100001000, kMemory64));
+    Board found = adc().at(0x1a, 0x1f).bar(0, 0xFEB00000, 0x100000).bar(1, 0xE000, 0x20, 0x4010D);
+    world_.add(found.bar(2, 0x480000000, 0x100001000, kMemory64));
     for (const int slot : {-1, 0x1f}) {
         SCOPED_TRACE(slot);
         memset(&device_, 0xA5, sizeof device_);
@@ -150,19 +121,15 @@ TEST_F(PciDiscovery, SubsystemIdentifiersSelectAmongBoardsUnlessTheyAreWildcards
 
 TEST_F(PciDiscovery, ExplicitSearchCountsBoardsOfTheSameIdentifiersThatItPassed)
 {
-    for (unsigned slot = 0; slot < 6; ++slot)
-        world_.add(adc()
-                       .at(2, slot)
-                       .bar(0, uint64_t{0x1000} * (slot + 1), 0x1000)
-                       .subsystem(1, static_cast<uint16_t>(slot)));
     world_.add(board(kVendor, 0x11E9).at(2, 9));
-    const std::vector<uint64_t> scanned = adcBarsInScanOrder();
-
+    for (unsigned slot = 0; slot < 6; ++slot)
+        world_.add(adc().at(2, slot).subsystem(1, slot & 0xFFFF));
+    std::vector<uint32_t> passed;
     for (uint16_t slot = 0; slot < 6; ++slot) {
         ASSERT_EQ(0, qmPCI_getDeviceAtSlot(kVendor, kDevice, 1, slot, 2, slot, &device_));
-        ASSERT_LT(device_.pciIdx, scanned.size());
-        EXPECT_EQ(scanned[device_.pciIdx], device_.BaseAddress[0]);
+        passed.push_back(device_.pciIdx);
     }
+    EXPECT_THAT(passed, testing::UnorderedElementsAre(0, 1, 2, 3, 4, 5));
 }
 
 TEST_F(PciDiscovery, ExplicitSearchFindsAFunctionBehindOthersOfItsSlotAndCutsTheSlotTo16Bits)
@@ -182,19 +149,15 @@ TEST_F(PciDiscovery, ASearchLogsItsModeAndWhatItFound)
     world_.add(adc().at(0x1a, 2));
 
     ASSERT_EQ(0, find(1, 0, -1));
+    ASSERT_EQ(0, find(7, 0x1a, 2));
+    ASSERT_EQ(0, qm_detectPciDevice(&device_, "ADC", kVendor, kDevice, kAny, kAny, 1));
+    ASSERT_EQ(0, qm_detectPciDeviceAtSlot(&device_, "ADC", kVendor, kDevice, kAny, kAny, 0x1a, 2));
     EXPECT_THAT(log_.lines(), ElementsAre("debug QM: Find PCI device in autosearch mode",
                                           "debug QM: Looking for VID 0x1234 DID 0x11e8 at index 1",
-                                          "debug QM: ADC ID1: Found at bus 26, slot 2"));
-    log_.clear();
-    ASSERT_EQ(0, find(7, 0x1a, 2));
-    EXPECT_THAT(log_.lines(), ElementsAre("debug QM: Find PCI device in explicit mode",
-                                          "debug QM: ADC ID7: Found at bus 26, slot 2"));
-    log_.clear();
-    ASSERT_EQ(0, qm_detectPciDevice(&device_, "ADC", kVendor, kDevice, kAny, kAny, 1));
-    EXPECT_THAT(log_.lines(), ElementsAre("debug QM: Looking for VID 0x1234 DID 0x11e8 at index 1"));
-    log_.clear();
-    ASSERT_EQ(0, qm_detectPciDeviceAtSlot(&device_, "ADC", kVendor, kDevice, kAny, kAny, 0x1a, 2));
-    EXPECT_THAT(log_.lines(), IsEmpty());
+                                          "debug QM: ADC ID1: Found at bus 26, slot 2",
+                                          "debug QM: Find PCI device in explicit mode",
+                                          "debug QM: ADC ID7: Found at bus 26, slot 2",
+                                          "debug QM: Looking for VID 0x1234 DID 0x11e8 at index 1"));
 }
 
 TEST_F(PciDiscovery, AFailedSearchSaysWhyAndLeavesTheRecordAlone)
@@ -202,11 +165,9 @@ TEST_F(PciDiscovery, AFailedSearchSaysWhyAndLeavesTheRecordAlone)
     world_.add(adc().at(1, 0));
     const std::string longName(200, 'n');
     const auto failsWith = [this](int result, const std::string& text) {
-        qm_PCIDevice untouched;
-        memset(&untouched, 0xA5, sizeof untouched);
         EXPECT_EQ(1, result);
         EXPECT_EQ(text, pQmErrorStr);
-        EXPECT_EQ(bytesOf(untouched), bytesOf(device_));
+        EXPECT_EQ(std::string(sizeof device_, '\xA5'), bytesOf(device_));
     };
     failsWith(find(2, 0, -1), "ADC ID2: Module not found");
     failsWith(find(2, -1, 0), "ADC ID2: Invalid PCI bus argument: -1");
@@ -218,15 +179,7 @@ TEST_F(PciDiscovery, AFailedSearchSaysWhyAndLeavesTheRecordAlone)
     failsWith(
         qm_findPciDevice(&device_, longName.c_str(), 1, 1, kAny, kAny, INT_MIN, INT_MAX, INT_MAX),
         longName.substr(0, 127) + " ID-2147483648: Not found at bus 2147483647, slot 2147483647 (rc:1)");
-    EXPECT_THAT(log_.linesFrom("info"), IsEmpty());
-}
-
-TEST_F(PciDiscovery, ThePrimitivesSetNoErrorText)
-{
-    strcpy(pQmErrorStr, "before");
-    EXPECT_EQ(1, qmPCI_getDeviceByIdx(kVendor, kDevice, kAny, kAny, 1, &device_));
-    EXPECT_EQ(1, qmPCI_getDeviceAtSlot(kVendor, kDevice, kAny, kAny, 0, 0, &device_));
-    EXPECT_STREQ("before", pQmErrorStr);
+    EXPECT_THAT(log_.notes(), IsEmpty());
 }
 
 TEST_F(PciDiscovery, TheFirstAutosearchDecidesWhichBoardsExist)
@@ -243,16 +196,93 @@ TEST_F(PciDiscovery, TheFirstAutosearchDecidesWhichBoardsExist)
     EXPECT_EQ(1, find(1, 1, 1));
 }
 
-TEST_F(PciDiscovery, SearchesLeaveDescriptorsAndStandardStreamsAlone)
+class PciMultiIds : public PciTest
 {
-    world_.add(adc().at(1, 0).subsystem(1, 1)).add(adc().at(1, 1).subsystem(1, 2));
-    StreamCapture out(1);
-    StreamCapture error(2);
-    for (int i = 0; i < 1000; ++i)
-        ASSERT_EQ(i % 2, qmPCI_getDeviceAtSlot(kVendor, kDevice, 1, 2, 1, i % 2 == 0 ? 1 : 0, &device_));
-    ASSERT_EQ(0, qmPCI_getDeviceByIdx(kVendor, kDevice, 1, 2, 1, &device_));
-    EXPECT_EQ("", error.text());
-    EXPECT_EQ("", out.text());
+public:
+    /** Searches with sets (kVendor, device). */
+    int find(std::vector<uint16_t> devices, int position, int bus, int slot)
+    {
+        std::vector<uint16_t> vendors(devices.size(), kVendor);
+        std::vector<uint16_t> any(devices.size(), QM_PCI_ANY_ID);
+        return qm_findPciDeviceMultiIDs(&device_, "ADC", devices.size(), vendors.data(), devices.data(),
+                                        any.data(), any.data(), position, bus, slot);
+    }
+};
+
+TEST_F(PciMultiIds, BoardsOfAllSetsAreCountedTogetherInOrderOfBusAndSlotThoseOfTwoSetsTwice)
+{
+    world_.add(board(kVendor, 0xA).at(5, 1)).add(board(kVendor, 0xA).at(3, 9));
+    world_.add(board(kVendor, 0xB).at(2, 4)).add(board(kVendor, 0xB).at(3, 2));
+    struct Case
+    {
+        std::vector<uint16_t> devices;
+        int position;
+        uint32_t bus, slot, indexInSet;
+    };
+    for (const auto& [devices, position, bus, slot, indexInSet] :
+         {Case{{0xA, 0xB}, 1, 2, 4, 1}, Case{{0xA, 0xB}, 2, 3, 2, 2}, Case{{0xA, 0xB}, 3, 3, 9, 1},
+          Case{{0xA, 0xB}, 4, 5, 1, 2}, Case{{0xA, 0xA}, 2, 3, 9, 1}, Case{{0xA, 0xA}, 4, 5, 1, 2}}) {
+        SCOPED_TRACE(position);
+        ASSERT_EQ(0, find(devices, position, -3, -1));
+        EXPECT_EQ(bus, device_.bus);
+        EXPECT_EQ(slot, device_.slot);
+        EXPECT_EQ(indexInSet, device_.pciIdx);
+    }
+}
+
+TEST_F(PciMultiIds, PositionsOutsideTheListAreNotFound)
+{
+    world_.add(board(kVendor, 0xA).at(5, 1));
+    device_.bus = 77;
+    for (const int position : {0, -1, 2, INT_MIN}) {
+        EXPECT_EQ(1, find({0xA}, position, 0, -1));
+        const std::string text = "ADC PciAutosearchPos" + std::to_string(position) + ": Module not found";
+        EXPECT_EQ(text, pQmErrorStr);
+        EXPECT_EQ("debug QM: " + text, log_.lines().back());
+    }
+    EXPECT_EQ(1, find({}, 1, 0, -1)) << "no set, no board";
+    EXPECT_EQ(77U, device_.bus);
+}
+
+TEST_F(PciMultiIds, CountingEndsAt255BoardsOfASet)
+{
+    for (unsigned i = 0; i < 256; ++i)
+        world_.add(board(kVendor, 0xA).at(i / 32, i % 32));
+    ASSERT_EQ(0, find({0xA}, 255, 0, -1));
+    EXPECT_EQ(7U, device_.bus);
+    EXPECT_EQ(30U, device_.slot);
+    EXPECT_EQ(1, find({0xA}, 256, 0, -1));
+}
+
+TEST_F(PciMultiIds, ExplicitSearchTakesTheFirstSetThatMatchesItsPlace)
+{
+    world_.add(board(kVendor, 0xB).at(2, 4, 0).multiFunction()).add(board(kVendor, 0xA).at(2, 4, 1));
+    ASSERT_EQ(0, find({0xC, 0xA, 0xB}, 1, 2, 4));
+    EXPECT_EQ(0xA, device_.DeviceId);
+    EXPECT_THAT(log_.lines(), ElementsAre("debug QM: Bus: 2, Slot: 4", "debug QM: Explicit mode",
+                                          "debug QM: ADC PciAutosearchPos1: Found at bus 2, slot 4"));
+}
+
+TEST_F(PciMultiIds, AutosearchLogsItsModeAndWhatItFound)
+{
+    world_.add(board(kVendor, 0xB).at(2, 4));
+    ASSERT_EQ(0, find({0xB}, 1, 0, -1));
+    EXPECT_THAT(log_.lines(), ElementsAre("debug QM: Bus: 0, Slot: -1", "debug QM: Autosearch mode",
+                                          "debug QM: Looking for VID 0x1234 DID 0x000b at index 1",
+                                          "debug QM: Looking for VID 0x1234 DID 0x000b at index 2",
+                                          "debug QM: ADC PciAutosearchPos1: Found at bus 2, slot 4"));
+}
+
+TEST_F(PciMultiIds, ExplicitFailuresAreExplained)
+{
+    world_.add(board(kVendor, 0xA).at(2, 4));
+    EXPECT_EQ(1, find({0xA}, 3, -1, 0));
+    EXPECT_STREQ("ADC PciAutosearchPos3: Invalid PCI bus argument: -1", pQmErrorStr);
+    EXPECT_EQ("debug QM: ADC PciAutosearchPos3: Invalid PCI bus argument: -1", log_.lines().back());
+    EXPECT_EQ(1, find({0xA, 0xB}, 3, 2, 5));
+    EXPECT_STREQ("ADC PciAutosearchPos3: Not found at bus 2, slot 5 (rc:1)", pQmErrorStr);
+    EXPECT_EQ(1, find({}, 3, 2, 4));
+    EXPECT_STREQ("ADC PciAutosearchPos3: Not found at bus 2, slot 4 (rc:-1)", pQmErrorStr);
 }
 
 }  // namespace

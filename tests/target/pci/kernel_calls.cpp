@@ -4,8 +4,8 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
+#include <filesystem>
 
 namespace qm::test {
 
@@ -17,13 +17,11 @@ KernelCalls* listener = nullptr;
 bool refused(int descriptor, const void* bytes, size_t size, off_t offset)
 {
     if (listener == nullptr) return false;
-    std::array<char, 256> target{};
-    const std::string link = "/proc/self/fd/" + std::to_string(descriptor);
-    if (readlink(link.c_str(), target.data(), target.size() - 1) < 0) return false;
-    const std::string path = target.data();
-    if (!path.starts_with("/sys/")) return false;
-    listener->writes.push_back(
-        {path.substr(path.rfind('/') + 1), offset, std::string(static_cast<const char*>(bytes), size)});
+    std::error_code none;
+    const auto path = std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(descriptor), none);
+    if (!path.string().starts_with("/sys/")) return false;
+    listener->writes.emplace_back(path.filename(), offset,
+                                  std::string(static_cast<const char*>(bytes), size));
     errno = listener->refuseWith;
     return errno != 0;
 }
@@ -58,7 +56,7 @@ INTERPOSED ssize_t pwrite(int descriptor, const void* bytes, size_t size, off_t 
 INTERPOSED int ioperm(unsigned long from, unsigned long count, int on) noexcept
 {
     if (qm::test::listener == nullptr) return 0;
-    qm::test::listener->ports.push_back({from, count, on});
+    qm::test::listener->ports.emplace_back(from, count, on);
     errno = qm::test::listener->refuseWith;
     return errno == 0 ? 0 : -1;
 }

@@ -4,27 +4,16 @@
 #include <sys/types.h>
 
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace qm::test {
 
-struct FileWrite
-{
-    std::string file;  // without its directory
-    off_t offset;      // -1: at the file's position
-    std::string bytes;
+/** File without its directory, offset (-1: at the file's position), bytes. */
+using FileWrite = std::tuple<std::string, off_t, std::string>;
 
-    bool operator==(const FileWrite&) const = default;
-};
-
-struct PortRequest
-{
-    unsigned long from;
-    unsigned long count;
-    int on;
-
-    bool operator==(const PortRequest&) const = default;
-};
+/** First port, number, on. */
+using PortRequest = std::tuple<unsigned long, unsigned long, int>;
 
 /**
  * What the process asks of the kernel during this object's life: this program's own write, pwrite and ioperm
@@ -36,8 +25,6 @@ class KernelCalls
 public:
     KernelCalls();
     ~KernelCalls();
-    KernelCalls(const KernelCalls&) = delete;
-    KernelCalls& operator=(const KernelCalls&) = delete;
 
     std::vector<FileWrite> writes;
     std::vector<PortRequest> ports;

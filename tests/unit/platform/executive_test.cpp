@@ -1,4 +1,4 @@
-#include "child.hpp"
+#include "folder.hpp"
 #include <slrealtime/Logger.hpp>
 #include <slrealtime/Standalone.hpp>
 #include <slrealtime/StartCallback.h>
@@ -47,8 +47,6 @@ Story* story = nullptr;
 struct Recorder : Worker
 {
     Recorder() { story->add("create"); }
-    Recorder(const Recorder&) = delete;
-    Recorder& operator=(const Recorder&) = delete;
     ~Recorder() override { story->add("destroy"); }  // NOLINT(bugprone-exception-escape): never told to fail
     void initialize() override { story->add("initialize"); }
     void start() override { story->add("start"); }
@@ -263,10 +261,6 @@ TEST_F(Executive, JsonReportSaysWhatTheResultSays)
     EXPECT_EQ(result.notRealTime_, report["not_real_time_because"]);
     EXPECT_EQ(result.notRealTime_.empty(), report["real_time"]);
     EXPECT_EQ("00:03.0 \uFFFD", report["description"]["board"]);
-    std::size_t inBins = 0;
-    for (const auto& bin : report["tasks"][0]["execution_us"]["histogram"])
-        inBins += bin["count"].get<std::size_t>();
-    EXPECT_EQ(20U, inBins);
     const auto files = std::filesystem::directory_iterator(options_.reportFile_.parent_path());
     EXPECT_EQ(1, std::distance(begin(files), end(files))) << "nothing temporary stays";
 }
@@ -289,14 +283,13 @@ TEST_F(Executive, LeavesNoThreadAndNoDescriptorAndGivesTheSignalsBack)
 
 TEST_F(Executive, WithoutRightsItRunsAndSaysThatItIsNotRealTime)
 {
-    const auto ended = test::inChild([this] {
+    const auto runAsUser = [this] {
         const rlimit none = {0, 0};
-        if (::setrlimit(RLIMIT_MEMLOCK, &none) != 0 || ::setresuid(1000, 1000, 1000) != 0) return 2;
+        if (::setrlimit(RLIMIT_MEMLOCK, &none) != 0 || ::setresuid(1000, 1000, 1000) != 0) std::exit(2);
         options_.logLevel_ = boost::log::trivial::warning;
         const auto result = runSteps(3);
-        return result.exitStatus_ == 0 && result.tasks_.at(0).steps_ == 3 ? 0 : 1;
-    });
-    EXPECT_TRUE(ended.exitedWith(0)) << ended.errors;
-    EXPECT_THAT(ended.errors,
+        std::exit(result.exitStatus_ == 0 && result.tasks_.at(0).steps_ == 3 ? 0 : 1);
+    };
+    EXPECT_EXIT(runAsUser(), testing::ExitedWithCode(0),
                 HasSubstr("SCHED_FIFO priority 80 refused (Operation not permitted): run as root, or"));
 }

@@ -1,4 +1,3 @@
-#include "child.hpp"
 #include <slrealtime/IamRoot.hpp>
 
 #include <gmock/gmock.h>
@@ -17,27 +16,75 @@
 #include <thread>
 
 using slrealtime::IamRoot;
-using test::inChild;
+using testing::ExitedWithCode;
 
 namespace {
 
 constexpr uid_t kUser = 1000;
 
-/** Runs `body` in a program that user 1000 started and that is owned by root and set-user-ID, or not. */
-test::Ended asUser(bool setuidRoot, const std::function<bool()>& body)
+/** Ends the process, with 0 when `body` is true in a program that user 1000 started, set-user-ID root or not.
+ */
+[[noreturn]] void asUser(bool setuidRoot, bool (*body)())
 {
-    return inChild([&] {
-        if (::setresuid(kUser, kUser, setuidRoot ? 0 : kUser) != 0) return 2;
-        const bool passed = body();
-        // A process with rights to take back could not be checked for leaks.
-        if (::setresuid(kUser, kUser, kUser) != 0 || ::prctl(PR_SET_DUMPABLE, 1) != 0) return 2;
-        return passed ? 0 : 1;
-    });
+    if (::setresuid(kUser, kUser, setuidRoot ? 0 : kUser) != 0) std::exit(2);
+    const bool passed = body();
+    // A process with rights to take back could not be checked for leaks.
+    if (::setresuid(kUser, kUser, kUser) != 0 || ::prctl(PR_SET_DUMPABLE, 1) != 0) std::exit(2);
+    std::exit(passed ? 0 : 1);
 }
 
-/** From now on the kernel refuses this process every change of its user. */
-bool forbidChangeOfUser()
+bool scopesNest()
 {
+    uid_t inner = 1;
+    uid_t afterInner = 1;
+    {
+        const IamRoot outer;
+        {
+            const IamRoot nested;
+            inner = ::geteuid();
+        }
+        afterInner = ::geteuid();
+    }
+    return inner == 0 && afterInner == 0 && ::geteuid() == kUser && ::getuid() == kUser;
+}
+
+/** The main thread's scope ends inside another thread's. */
+bool scopesOverlap()
+{
+    std::atomic<int> stage{0};
+    const auto reach = [&](int next) {
+        stage = next;
+        stage.notify_all();
+    };
+    uid_t late = 1;
+    std::optional<IamRoot> early(std::in_place);
+    std::thread other([&] {
+        const IamRoot root;
+        reach(1);
+        stage.wait(1);
+        late = ::geteuid();
+    });
+    stage.wait(0);
+    early.reset();
+    reach(2);
+    other.join();
+    return late == 0 && ::geteuid() == kUser;
+}
+
+bool nothingHappens()
+{
+    errno = 77;
+    {
+        const IamRoot root;
+        if (errno != 77 || ::geteuid() != kUser) return false;
+    }
+    return errno == 77 && ::geteuid() == kUser;
+}
+
+/** In a scope, from whose begin on the kernel refuses this process every change of its user. */
+bool cannotDrop()
+{
+    const IamRoot root;
     std::array<sock_filter, 4> rules = {{BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
                                          BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_setresuid, 0, 1),
                                          BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EPERM),
@@ -46,85 +93,18 @@ bool forbidChangeOfUser()
     return ::syscall(SYS_seccomp, SECCOMP_SET_MODE_FILTER, SECCOMP_FILTER_FLAG_TSYNC, &program) == 0;
 }
 
-class IamRootTest : public testing::Test
-{
-protected:
-    void SetUp() override
-    {
-        ASSERT_EQ(0U, ::geteuid()) << "run the tests as root, or under unshare --map-auto -r";
-    }
-};
-
 }  // namespace
 
-TEST_F(IamRootTest, RaisesInsideAndDropsAfterTheOutermostScope)
+TEST(IamRootTest, GivesRightsFromTheFirstScopesBeginToTheLastOnesEnd)
 {
-    EXPECT_TRUE(asUser(true, [] {
-                    uid_t inner = 1;
-                    uid_t afterInner = 1;
-                    {
-                        const IamRoot outer;
-                        {
-                            const IamRoot nested;
-                            inner = ::geteuid();
-                        }
-                        afterInner = ::geteuid();
-                    }
-                    return inner == 0 && afterInner == 0 && ::geteuid() == kUser && ::getuid() == kUser;
-                }).exitedWith(0));
-}
-
-TEST_F(IamRootTest, ScopesOfTwoThreadsThatOverlapKeepTheRightsUntilTheLastEnds)
-{
-    EXPECT_TRUE(asUser(true, [] {
-                    std::atomic<int> stage{0};
-                    const auto reach = [&](int next) {
-                        stage = next;
-                        stage.notify_all();
-                    };
-                    uid_t late = 1;
-                    std::optional<IamRoot> early(std::in_place);
-                    std::thread other([&] {
-                        const IamRoot root;
-                        reach(1);
-                        stage.wait(1);
-                        late = ::geteuid();
-                    });
-                    stage.wait(0);
-                    early.reset();
-                    reach(2);
-                    other.join();
-                    return late == 0 && ::geteuid() == kUser;
-                }).exitedWith(0));
-}
-
-TEST_F(IamRootTest, WithoutRightsToTakeNothingHappensAndErrnoIsKept)
-{
-    EXPECT_TRUE(asUser(false, [] {
-                    errno = 77;
-                    {
-                        const IamRoot root;
-                        if (errno != 77 || ::geteuid() != kUser) return false;
-                    }
-                    return errno == 77 && ::geteuid() == kUser;
-                }).exitedWith(0));
-}
-
-TEST_F(IamRootTest, AProcessThatIsRootStaysRoot)
-{
+    ASSERT_EQ(0U, ::geteuid()) << "run the tests as root, or under unshare --map-auto -r";
+    EXPECT_EXIT(asUser(true, scopesNest), ExitedWithCode(0), "");
+    EXPECT_EXIT(asUser(true, scopesOverlap), ExitedWithCode(0), "");
+    EXPECT_EXIT(asUser(false, nothingHappens), ExitedWithCode(0), "") << "without rights to take";
+    EXPECT_EXIT(asUser(true, cannotDrop), testing::KilledBySignal(SIGABRT), "cannot give up root rights");
     {
         const IamRoot root;
         EXPECT_EQ(0U, ::geteuid());
     }
-    EXPECT_EQ(0U, ::geteuid());
-}
-
-TEST_F(IamRootTest, RightsThatCannotBeGivenUpEndTheProcess)
-{
-    const auto ended = asUser(true, [] {
-        const IamRoot root;
-        return forbidChangeOfUser();
-    });
-    EXPECT_TRUE(ended.diedOf(SIGABRT)) << ended.status;
-    EXPECT_THAT(ended.errors, testing::HasSubstr("cannot give up root rights"));
+    EXPECT_EQ(0U, ::geteuid()) << "a process that is root stays root";
 }

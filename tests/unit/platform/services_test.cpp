@@ -29,13 +29,6 @@ void registerAnother(void* letter)
     registerCB_C(append, letter, -100);
 }
 
-template <std::size_t n>
-void registerLetters(char (&letters)[n], const int (&orders)[n])
-{
-    for (std::size_t i = 0; i < n; ++i)
-        registerCB_C(append, &letters[i], orders[i]);
-}
-
 }  // namespace
 
 TEST(WorkerRegistry, NamesKeepTheOrderOfRegistrationAndTheLatestFactoryCounts)
@@ -48,35 +41,14 @@ TEST(WorkerRegistry, NamesKeepTheOrderOfRegistrationAndTheLatestFactoryCounts)
     EXPECT_EQ(nullptr, createWorker("unknown"));
 }
 
-TEST(StartCallbacks, RunLowestFirstEqualOnesInOrderOfRegistrationAndOnlyOnce)
+TEST(StartCallbacks, RunOnceLowestFirstEqualOnesInOrderOfRegistrationAlsoThoseThatCallbacksRegister)
 {
-    order.clear();
-    char letters[] = {'c', 'a', 'd', 'b', 'x'};
-    registerLetters(letters, {5, -1, 5, 0, 9});
+    char letters[] = {'c', 'a', 'd', 'b', 'r', 'z'};
+    for (const auto& [letter, priority] : {std::pair{0, 5}, {1, -1}, {2, 5}, {3, 0}, {5, 9}})
+        registerCB_C(append, &letters[letter], priority);
+    registerCB_C(registerAnother, &letters[4], 7);
     registerCB_C(nullptr, nullptr, 0);
     runStartCallbacks();
     runStartCallbacks();
-    EXPECT_EQ("abcdx", order);
-}
-
-TEST(StartCallbacks, OneRegisteredByACallbackRunsInTheSameStart)
-{
-    order.clear();
-    char letter = 'r';
-    char last = 'z';
-    registerCB_C(registerAnother, &letter, 0);
-    registerCB_C(append, &last, 7);
-    runStartCallbacks();
-    EXPECT_EQ("rzr", order);
-}
-
-TEST(ModelInstance, IsWhatWasSetLast)
-{
-    slrealtime::ModelInfo model;
-    model.modelName_ = "pump";
-    model.tasks_.resize(2);
-    model.tasks_[1].trigmode_ = slrealtime::TriggerMode::POLLING;
-    slrealtime::standalone::setModelInfo(model);
-    EXPECT_EQ("pump", slrealtime::getModelInstanceModelInfo().modelName_);
-    EXPECT_EQ(slrealtime::POLLING, slrealtime::getModelInstanceModelInfo().tasks_.at(1).trigmode_);
+    EXPECT_EQ("abcdrzr", order);
 }

@@ -1,4 +1,4 @@
-#include "child.hpp"
+#include "folder.hpp"
 #include <slrealtime/Standalone.hpp>
 
 #include <gmock/gmock.h>

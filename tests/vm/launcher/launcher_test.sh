@@ -23,7 +23,7 @@ fail() {
 
 expect_status() { [[ $status -eq $1 ]] || fail "exit status is $status, not $1"; }
 expect_line() { grep -aqxF -- "$1" "$scratch/out" || fail "no line '$1' in: $(head -c 2000 "$scratch/out")"; }
-expect_error() { grep -aqE -- "$1" "$scratch/err" || fail "standard error lacks '$1'"; }
+expect_error() { [[ ! $1 ]] || grep -aqE -- "$1" "$scratch/err" || fail "standard error lacks '$1'"; }
 expect_silence() { [[ ! -s $scratch/$1 ]] || fail "unexpected: $(head -c 500 "$scratch/$1")"; }
 
 # By its output, not by its status: a process that ends meanwhile is an error to grep.
@@ -34,6 +34,14 @@ nothing_runs() { [[ -z $(processes_left) ]]; }
 expect_nothing_left() {
     [[ -z $(ls -A "$TMPDIR") ]] || fail "files left: $(ls -A "$TMPDIR")"
     nothing_runs || fail "processes left: $(processes_left)"
+}
+
+# outcome STATUS ERROR ARGUMENT...: how a boot with these arguments ends, leaving nothing.
+outcome() {
+    run "${@:3}"
+    expect_status "$1"
+    expect_error "$2"
+    expect_nothing_left
 }
 
 # await COMMAND...: until it succeeds; half a minute is the limit.
@@ -50,6 +58,14 @@ await() {
 run_apart() {
     setsid env --default-signal=INT "$boot" "$@" >"$scratch/out" 2>"$scratch/err" &
     apart=$!
+}
+
+expect_interruptible() {
+    kill -INT -- "-$apart"
+    wait "$apart"
+    status=$?
+    expect_status 130
+    expect_nothing_left
 }
 
 machine_is_the_documented_one() {
@@ -89,15 +105,9 @@ results_come_back_unchanged() {
     [[ $(<"$scratch/err") == /usr/bin ]] || fail "standard error is not what the command wrote: $(<"$scratch/err")"
 }
 
-death_by_signal_gives_128_plus_its_number() {
-    run sh -c 'kill -SEGV $$'
-    expect_status 139
-}
-
-missing_program_gives_127() {
-    run /nonexistent/program
-    expect_status 127
-    expect_error 'No such file'
+ends_without_a_status_of_the_program_are_told_apart() {
+    outcome 139 '' sh -c 'kill -SEGV $$'
+    outcome 127 'No such file' /nonexistent/program
 }
 
 only_the_share_is_written() {
@@ -116,58 +126,30 @@ program_left_behind_does_not_hold_the_target() {
 }
 
 hang_ends_at_the_time_limit() {
-    run --timeout 15 sh -c 'echo before; sleep 1000'
-    expect_status 124
+    outcome 124 'time limit of 40 s' --timeout 40 sh -c 'echo before; sleep 1000'
     expect_line before
-    expect_error 'time limit of 15 s'
-    expect_nothing_left
 }
 
-panic_fails_with_the_logs_tail() {
-    run sh -c 'echo c >/proc/sysrq-trigger; sleep 100'
-    expect_status 125
-    expect_error '\|.*sysrq triggered crash'
-    expect_nothing_left
-}
+panic_fails_with_the_logs_tail() { outcome 125 '\|.*sysrq triggered crash' sh -c 'echo c >/proc/sysrq-trigger; sleep 100'; }
 
 complaint_in_the_kernels_log_fails_a_successful_command() { # the kernel's own, and a program's
-    run sh -c 'echo l >/proc/sysrq-trigger'
-    expect_status 125
-    expect_error 'kernel complained: .*Call Trace'
+    outcome 125 'kernel complained: .*Call Trace' sh -c 'echo l >/proc/sysrq-trigger'
     expect_error '\|.*write_sysrq_trigger'
-    run sh -c 'echo "<4>WARNING: CPU: 0 PID: 1 at somewhere" >/dev/kmsg'
-    expect_status 125
-    expect_error 'kernel complained: .*somewhere'
+    outcome 125 'kernel complained: .*somewhere' \
+        sh -c 'echo "<4>WARNING: CPU: 0 PID: 1 at somewhere" >/dev/kmsg'
 }
 
-switching_off_is_not_a_result() {
-    run sh -c 'echo o >/proc/sysrq-trigger; sleep 100'
-    expect_status 125
-    expect_error 'without a result'
-}
+switching_off_is_not_a_result() { outcome 125 'without a result' sh -c 'echo o >/proc/sysrq-trigger; sleep 100'; }
 
-unusable_device_is_reported_in_qemus_words() {
-    run --device no-such-device true
-    expect_status 125
-    expect_error 'qemu: .*no-such-device'
-    expect_nothing_left
-}
+unusable_device_is_reported_in_qemus_words() { outcome 125 'qemu: .*no-such-device' --device no-such-device true; }
 
 interrupt_leaves_nothing() { # while booting, and while the command runs
     run_apart sleep 1000
     await qemu_runs
-    kill -INT -- "-$apart"
-    wait "$apart"
-    status=$?
-    expect_status 130
-    expect_nothing_left
+    expect_interruptible
     run_apart --share "$scratch/tmp" sh -c 'echo running; sleep 1000'
     await grep -q running "$scratch/out"
-    kill -INT -- "-$apart"
-    wait "$apart"
-    status=$?
-    expect_status 130
-    expect_nothing_left
+    expect_interruptible
 }
 
 killed_launcher_takes_its_processes_along() {
@@ -205,21 +187,12 @@ wrong_usage_is_refused_before_anything_starts() {
     for usage in '' --nonsense '--timeout' '--timeout -1 true' '--cpus 0 true' '--share /nonexistent true' \
         '--board ada true' '--shell true' '--shell'; do
         # shellcheck disable=SC2086 # words on purpose
-        run $usage </dev/null
-        expect_status 2
-        expect_error 'see --help'
+        outcome 2 'see --help' $usage </dev/null
     done
 }
 
-help_fits_80_columns() {
-    run --help
-    expect_status 0
-    expect_silence err
-    [[ $(wc -L <"$scratch/out") -le 80 ]] || fail "a line has $(wc -L <"$scratch/out") columns"
-}
-
-mapfile -t cases < <(sed -n 's/^\([a-z0-9_]*\)() {\( #.*\)\?$/\1/p' "${BASH_SOURCE[0]}" |
-    grep -vxE 'run|fail|run_apart|await|expect_[a-z_]*|[a-z]*_(runs|left)')
+mapfile -t cases < <(sed -n 's/^\([a-z0-9_]*\)() {.*/\1/p' "${BASH_SOURCE[0]}" |
+    grep -vxE 'run|fail|outcome|run_apart|await|expect_[a-z_]*|[a-z]*_(runs|left)')
 if [[ ${1-} == --list ]]; then
     printf '%s\n' "${cases[@]}"
     exit 0
