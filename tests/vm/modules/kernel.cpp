@@ -60,4 +60,14 @@ std::string contentOf(const std::filesystem::path& path)
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
+pid_t threadNamed(const std::string& name)
+{
+    for (const auto& process : std::filesystem::directory_iterator("/proc")) {
+        const auto comm = process.path() / "comm";
+        if (std::filesystem::exists(comm) && contentOf(comm) == name + "\n")
+            return std::stoi(process.path().filename());
+    }
+    return -1;
+}
+
 }  // namespace qm::test

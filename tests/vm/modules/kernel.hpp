@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sys/types.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
@@ -47,5 +49,8 @@ private:
 int writeOnce(const std::filesystem::path& path, std::string_view text);
 
 std::string contentOf(const std::filesystem::path& path);
+
+/// -1 without one.
+pid_t threadNamed(const std::string& name);
 
 }  // namespace qm::test

@@ -13,8 +13,8 @@
 
 namespace {
 
-using qm::test::contentOf;
 using qm::test::Edu;
+using qm::test::threadNamed;
 using qm::test::writeOnce;
 
 constexpr uint32_t kSlot = 3, kOtherSlot = 7;
@@ -37,16 +37,6 @@ protected:
 
     std::unique_ptr<Edu> board_, other_;
 };
-
-pid_t threadNamed(const std::string& name)
-{
-    for (const auto& process : std::filesystem::directory_iterator("/proc")) {
-        const auto comm = process.path() / "comm";
-        if (std::filesystem::exists(comm) && contentOf(comm) == name + "\n")
-            return std::stoi(process.path().filename());
-    }
-    return -1;
-}
 
 TEST_F(Interrupt, DriverTakesEveryBoardWithItsIdsAndKnowsThemAgain)
 {
