@@ -107,6 +107,22 @@ TEST(Interrupts, OfTwoBoardsOnOneLineAreTheirOwn)
     EXPECT_FALSE(board.isInterrupted());
 }
 
+TEST(Interrupts, OfTwoBoardsAtOnceAreCountedOnce)
+{
+    const AttachedBoard board(kSlot), other(kOtherSlot);
+    const int first = board.receiveOne(), otherFirst = other.receiveOne();
+    for (int round = 1; round <= 500; ++round) {
+        ASSERT_EQ(0, qm_uio_enableInterrupt(board.context()));
+        ASSERT_EQ(0, qm_uio_enableInterrupt(other.context()));
+        board.edu().raise(1);
+        other.edu().raise(1);
+        ASSERT_EQ(first + round, board.wait());
+        ASSERT_EQ(otherFirst + round, other.wait());
+        board.edu().acknowledge();
+        other.edu().acknowledge();
+    }
+}
+
 TEST(Binding, OfABoardWhoseIdsTheDriverKnowsTakesItAgain)
 {
     qm_PCIDevice board = exampleIn(kSlot);

@@ -69,6 +69,20 @@ static bool silence_edu(struct quillmark_board *board)
 	return true;
 }
 
+/*
+ * A board that is masked already has not raised the line: one on the same line
+ * has. Its cause may still be pending, and would be counted a second time.
+ */
+static bool silence_by_command(struct quillmark_board *board)
+{
+	u16 command;
+
+	pci_read_config_word(board->pdev, PCI_COMMAND, &command);
+	if (command & PCI_COMMAND_INTX_DISABLE)
+		return false;
+	return pci_check_and_mask_intx(board->pdev);
+}
+
 static irqreturn_t quillmark_handler(int irq, struct uio_info *uio)
 {
 	struct quillmark_board *board = uio->priv;
@@ -79,7 +93,7 @@ static irqreturn_t quillmark_handler(int irq, struct uio_info *uio)
 	if (board->variant == FIX_EDU_REGISTERS)
 		ours = silence_edu(board);
 	else
-		ours = pci_check_and_mask_intx(board->pdev);
+		ours = silence_by_command(board);
 	spin_unlock_irqrestore(&board->lock, flags);
 	return ours ? IRQ_HANDLED : IRQ_NONE;
 }
