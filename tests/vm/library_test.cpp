@@ -1,14 +1,12 @@
 // The library on a real kernel's boards: registers, configuration, drivers, and the topology against lspci's
 // and the kernel's view of the same machine.
 
-#include <qm.h>
+#include "machine.hpp"
 
 #include <fmt/core.h>
 #include <gmock/gmock.h>
 
 #include <array>
-#include <cstdio>
-#include <filesystem>
 #include <fstream>
 #include <span>
 #include <string>
@@ -16,45 +14,10 @@
 
 namespace {
 
-/// Standard output of a shell command, by lines; the test fails when the command does.
-std::vector<std::string> linesOf(const std::string& command)
-{
-    std::vector<std::string> lines;
-    std::FILE* const pipe = ::popen(command.c_str(), "re");
-    if (pipe == nullptr) {
-        ADD_FAILURE() << "cannot start: " << command;
-        return lines;
-    }
-    std::array<char, 1024> line{};
-    while (std::fgets(line.data(), line.size(), pipe) != nullptr) {
-        lines.emplace_back(line.data());
-        if (lines.back().ends_with('\n')) lines.back().pop_back();
-    }
-    EXPECT_EQ(0, ::pclose(pipe)) << command;
-    return lines;
-}
-
-/// "bb:ss.f" in hexadecimal, as lspci names a function.
-std::string address(uint32_t bus, uint32_t slot, uint32_t function = 0)
-{
-    return fmt::format("{:02x}:{:02x}.{:x}", bus, slot, function);
-}
-
-/// Name of the driver that has a function, empty without one.
-std::string driverOf(const std::string& address)
-{
-    std::error_code none;
-    return std::filesystem::read_symlink("/sys/bus/pci/devices/0000:" + address + "/driver", none).filename();
-}
-
-/// The only board with these identifiers; the test fails without one.
-qm_PCIDevice findBoard(uint16_t vendor, uint16_t device)
-{
-    qm_PCIDevice board{};
-    EXPECT_EQ(0, qm_findPciDevice(&board, "board", vendor, device, QM_PCI_ANY_ID, QM_PCI_ANY_ID, 1, 0, -1))
-        << pQmErrorStr;
-    return board;
-}
+using qm::test::address;
+using qm::test::driverOf;
+using qm::test::findBoard;
+using qm::test::linesOf;
 
 constexpr char kBoardAddress[] = "00:03.0";
 constexpr char kCardAddress[] = "01:00.0";
