@@ -7,6 +7,7 @@
 #include <gmock/gmock.h>
 
 #include <array>
+#include <filesystem>
 #include <fstream>
 #include <span>
 #include <string>
