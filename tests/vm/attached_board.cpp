@@ -1,5 +1,7 @@
 #include "attached_board.hpp"
 
+#include "machine.hpp"
+
 #include <gtest/gtest.h>
 
 #include <poll.h>
@@ -15,13 +17,37 @@ qm_PCIDevice exampleIn(uint32_t slot)
     return board;
 }
 
-AttachedBoard::AttachedBoard(uint32_t slot)
+AttachedBoard::AttachedBoard(uint32_t slot) : address_(address(0, slot))
 {
     qm_PCIDevice board = exampleIn(slot);
-    EXPECT_LE(0, qm_uio_bindDeviceToUio(&board));
-    edu_ = std::make_unique<Edu>(slot);
     EXPECT_EQ(0, qm_uio_createInterruptContext(&context_, &board)) << pQmErrorStr;
     EXPECT_EQ(0, qm_uio_interruptAttach(context_)) << pQmErrorStr;
+    registers_ = static_cast<volatile uint32_t*>(qm_mapMemory(&context_->pciInfo, 0));
+}
+
+AttachedBoard::~AttachedBoard()
+{
+    word(kStatus) = 0;
+    acknowledge();
+    detach();
+}
+
+void AttachedBoard::compute(uint32_t factorialOf) const
+{
+    word(0x08) = factorialOf;
+    while ((word(kStatus) & 1U) != 0) {
+    }
+}
+
+void AttachedBoard::startTransfer(uint64_t busAddress, Direction direction) const
+{
+    constexpr uint32_t kBuffer = 0x40000, kRun = 1, kInterruptAtEnd = 4;
+    const auto memory = static_cast<uint32_t>(busAddress);
+    const bool toBoard = direction == Direction::toBoard;
+    word(0x80) = toBoard ? memory : kBuffer;
+    word(0x88) = toBoard ? kBuffer : memory;
+    word(0x90) = kTransfer;
+    word(0x98) = kRun | kInterruptAtEnd | static_cast<uint32_t>(direction);
 }
 
 int AttachedBoard::wait() const
@@ -40,9 +66,9 @@ bool AttachedBoard::isInterrupted() const
 int AttachedBoard::receiveOne() const
 {
     EXPECT_EQ(0, qm_uio_enableInterrupt(context_)) << pQmErrorStr;
-    edu_->raise(1);
+    raise(1);
     const int count = wait();
-    edu_->acknowledge();
+    acknowledge();
     return count;
 }
 
@@ -52,14 +78,27 @@ void AttachedBoard::detach()
     context_ = nullptr;
 }
 
+bool AttachedBoard::interruptDisabled() const
+{
+    constexpr unsigned kDisable = 4;
+    return (static_cast<unsigned>(contentOf(folderOf(address_) / "config").at(5)) & kDisable) != 0;
+}
+
+std::string AttachedBoard::irq() const
+{
+    return linesOf("cat " + (folderOf(address_) / "irq").string()).at(0);
+}
+
 pid_t AttachedBoard::interruptThread() const
 {
-    return threadNamed("irq/" + edu_->irq() + "-" + edu_->uioName());
+    // In /proc/123/comm: "irq/23-qm00030"
+    const std::string name = "irq/" + irq() + "-qm00" + address_.substr(3, 2) + "0";
+    return std::stoi(linesOf("grep -slx '" + name + "' /proc/[0-9]*/comm || true").at(0).substr(6));
 }
 
 std::string AttachedBoard::affinity() const
 {
-    return contentOf("/proc/irq/" + edu_->irq() + "/smp_affinity_list");
+    return contentOf("/proc/irq/" + irq() + "/smp_affinity_list");
 }
 
 }  // namespace qm::test

@@ -1,11 +1,18 @@
 #include "machine.hpp"
 
+#include <fcntl.h>
 #include <fmt/core.h>
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <array>
+#include <cerrno>
+#include <csignal>
 #include <cstdio>
-#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <utility>
 
 namespace qm::test {
 
@@ -26,23 +33,59 @@ std::vector<std::string> linesOf(const std::string& command)
     return lines;
 }
 
+std::string contentOf(const std::filesystem::path& path)
+{
+    std::ifstream file(path, std::ios::binary);
+    EXPECT_TRUE(file.is_open()) << path;
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+int writeOnce(const std::filesystem::path& path, std::string_view text)
+{
+    const int file = ::open(path.c_str(), O_WRONLY | O_CLOEXEC);
+    EXPECT_NE(-1, file) << path;
+    const int error = std::cmp_equal(::write(file, text.data(), text.size()), text.size()) ? 0 : errno;
+    ::close(file);
+    return error;
+}
+
 std::string address(uint32_t bus, uint32_t slot, uint32_t function)
 {
     return fmt::format("{:02x}:{:02x}.{:x}", bus, slot, function);
 }
 
+std::filesystem::path folderOf(const std::string& address)
+{
+    return "/sys/bus/pci/devices/0000:" + address;
+}
+
 std::string driverOf(const std::string& address)
 {
     std::error_code none;
-    return std::filesystem::read_symlink("/sys/bus/pci/devices/0000:" + address + "/driver", none).filename();
+    return std::filesystem::read_symlink(folderOf(address) / "driver", none).filename();
 }
 
-qm_PCIDevice findBoard(uint16_t vendor, uint16_t device)
+WithoutModule::WithoutModule(std::string name) : name_(std::move(name))
 {
-    qm_PCIDevice board{};
-    EXPECT_EQ(0, qm_findPciDevice(&board, "board", vendor, device, QM_PCI_ANY_ID, QM_PCI_ANY_ID, 1, 0, -1))
-        << pQmErrorStr;
-    return board;
+    linesOf("rmmod " + name_);
+}
+
+WithoutModule::~WithoutModule()
+{
+    linesOf("insmod /run/modules/" + name_ + ".ko");
+}
+
+void runAndKill(const std::function<bool()>& part)
+{
+    const pid_t child = ::fork();
+    ASSERT_NE(-1, child);
+    if (child == 0) {
+        if (part()) (void)::raise(SIGKILL);
+        ::_exit(1);
+    }
+    int status = 0;
+    ASSERT_EQ(child, ::waitpid(child, &status, 0));
+    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL) << "the child failed: " << pQmErrorStr;
 }
 
 }  // namespace qm::test

@@ -24,7 +24,6 @@ fail() {
 expect_status() { [[ $status -eq $1 ]] || fail "exit status is $status, not $1"; }
 expect_line() { grep -aqxF -- "$1" "$scratch/out" || fail "no line '$1' in: $(head -c 2000 "$scratch/out")"; }
 expect_error() { [[ ! $1 ]] || grep -aqE -- "$1" "$scratch/err" || fail "standard error lacks '$1'"; }
-expect_silence() { [[ ! -s $scratch/$1 ]] || fail "unexpected: $(head -c 500 "$scratch/$1")"; }
 
 # By its output, not by its status: a process that ends meanwhile is an error to grep.
 processes_left() { grep -lzF -- "$TMPDIR" /proc/[0-9]*/cmdline 2>/dev/null; }
@@ -60,14 +59,6 @@ run_apart() {
     apart=$!
 }
 
-expect_interruptible() {
-    kill -INT -- "-$apart"
-    wait "$apart"
-    status=$?
-    expect_status 130
-    expect_nothing_left
-}
-
 machine_is_the_documented_one() {
     # shellcheck disable=SC2016 # for the target's shell
     local probe='uname -v; hostname; cat /sys/devices/system/cpu/isolated; lspci -n | sed "s/ (rev .*//"
@@ -88,15 +79,6 @@ machine_is_the_documented_one() {
     grep -q PREEMPT_RT "$scratch/out" || fail "not a real-time kernel: $(head -n 1 "$scratch/out")"
 }
 
-example_board_can_be_absent_or_doubled() {
-    run --board none lspci -n -d 1234:11e8
-    expect_status 0
-    expect_silence out
-    run --device edu,addr=04.0 sh -c 'lspci -n -d 1234:11e8 | cut -c 1-7'
-    expect_line 00:03.0
-    expect_line 00:04.0
-}
-
 results_come_back_unchanged() {
     cd /usr/bin || return
     run sh -c 'pwd >&2; cat bash; exit 77'
@@ -111,8 +93,8 @@ ends_without_a_status_of_the_program_are_told_apart() {
 }
 
 only_the_share_is_written() {
-    mkdir -p "$scratch/a share, kept" "$scratch/outside"
-    cd "$scratch/outside" || return
+    mkdir -p "$scratch/a share, kept" "$scratch/out side"
+    cd "$scratch/out side" || return
     run --share "$scratch/a share, kept" sh -c 'date >lost; date >"../a share, kept/kept"; ls'
     expect_line lost
     [[ ! -e lost ]] || fail "the target wrote to this machine"
@@ -143,13 +125,14 @@ switching_off_is_not_a_result() { outcome 125 'without a result' sh -c 'echo o >
 
 unusable_device_is_reported_in_qemus_words() { outcome 125 'qemu: .*no-such-device' --device no-such-device true; }
 
-interrupt_leaves_nothing() { # while booting, and while the command runs
-    run_apart sleep 1000
-    await qemu_runs
-    expect_interruptible
+interrupt_leaves_nothing() {
     run_apart --share "$scratch/tmp" sh -c 'echo running; sleep 1000'
     await grep -q running "$scratch/out"
-    expect_interruptible
+    kill -INT -- "-$apart"
+    wait "$apart"
+    status=$?
+    expect_status 130
+    expect_nothing_left
 }
 
 killed_launcher_takes_its_processes_along() {
@@ -159,27 +142,6 @@ killed_launcher_takes_its_processes_along() {
     wait "$apart" 2>/dev/null
     await nothing_runs
     rm -rf -- "${TMPDIR:?}"/*
-}
-
-boots_at_the_same_time_do_not_meet() {
-    mkdir "$scratch/with blank"
-    cd "$scratch/with blank" || return
-    run_apart sh -c 'pwd; echo first >mark; sleep 1; cat mark'
-    "$boot" sh -c 'echo second >mark; sleep 1; cat mark' >"$scratch/second"
-    wait "$apart"
-    status=$?
-    expect_status 0
-    expect_line first
-    expect_line "$scratch/with blank"
-    [[ $(<"$scratch/second") == second ]] || fail "the second boot said: $(<"$scratch/second")"
-}
-
-second_preparation_has_nothing_to_do() {
-    "$root/virtual_target/prepare" 2>"$scratch/err"
-    "$root/virtual_target/prepare" 2>"$scratch/err"
-    status=$?
-    expect_status 0
-    expect_silence err
 }
 
 wrong_usage_is_refused_before_anything_starts() {
