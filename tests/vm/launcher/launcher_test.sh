@@ -43,10 +43,10 @@ outcome() {
     expect_nothing_left
 }
 
-# await COMMAND...: until it succeeds; half a minute is the limit.
+# await COMMAND...: until it succeeds; a minute and a half is the limit, for a slow boot on a busy machine.
 await() {
     local tries
-    for ((tries = 0; tries < 300; tries++)); do
+    for ((tries = 0; tries < 900; tries++)); do
         if "$@"; then return; fi
         sleep 0.1
     done
