@@ -52,13 +52,6 @@ TEST_F(Calendar, TimeIsCtimesTextInLocalTime)
     EXPECT_STREQ("Fri Mar  1 17:30:00 2024\n", text.data());
 }
 
-TEST_F(Calendar, NoonOf1January2000IsDay730486AndAHalf)
-{
-    EXPECT_EQ(730486.5, at(noon(year(2000) / 1 / 1)));
-    setenv("TZ", "XYZ-06", 1);
-    EXPECT_EQ(730486.75, at(noon(year(2000) / 1 / 1))) << "local time";
-}
-
 TEST_F(Calendar, DaysFromYear0To3000HaveTheirNumber)
 {
     constexpr sys_days first = year(0) / 1 / 1;
@@ -69,54 +62,38 @@ TEST_F(Calendar, DaysFromYear0To3000HaveTheirNumber)
         const double days = static_cast<double>((time - first).count()) / 86400.0;
         ASSERT_NEAR(1.0 + days, at(time), 1e-9) << "after " << days << " days";
     }
+    setenv("TZ", "XYZ-06", 1);
+    EXPECT_EQ(730486.75, at(noon(year(2000) / 1 / 1))) << "local time";
 }
 
 TEST_F(Calendar, DaysOfYearsAreCountedFromYear0)
 {
-    EXPECT_EQ(60, getDaysSinceYearZero(0, 60));
     EXPECT_EQ(60, getDaysSinceYearZero(-5, 60));
-    EXPECT_EQ(366 + 1, getDaysSinceYearZero(1, 1));
-    int lastYear = 0;
-    EXPECT_EQ("", standardOutputOf([&] { lastYear = getDaysSinceYearZero(3000, 1); }));
-    EXPECT_EQ("Maximum value for year is 3000.\nMaximum value for year is 3000.\n", standardOutputOf([&] {
-                  EXPECT_EQ(lastYear, getDaysSinceYearZero(3001, 1));
-                  EXPECT_EQ(lastYear, getDaysSinceYearZero(2'000'000'000, 1));
-              }));
+    const int lastYear = getDaysSinceYearZero(3000, 1);
+    EXPECT_EQ("Maximum value for year is 3000.\n",
+              standardOutputOf([&] { EXPECT_EQ(lastYear, getDaysSinceYearZero(2'000'000'000, 1)); }));
 }
 
 TEST_F(Calendar, AnUnknownMonthLeavesTheYearOnly)
 {
-    EXPECT_EQ("ERROR: can't resolve month 'jan'\nERROR: can't resolve month 'Quin'\n", standardOutputOf([] {
-                  EXPECT_EQ(730485.0, qm::time::serialDayNumber("Sat jan  1 12:00:00 2000\n"));
+    EXPECT_EQ("ERROR: can't resolve month 'Quin'\n", standardOutputOf([] {
                   EXPECT_EQ(730485.0, qm::time::serialDayNumber("Sat Quin  1 12:00:00 2000\n"));
               }));
 }
 
 TEST_F(Calendar, RecordsArePrintedForDiagnosis)
 {
-    const DateTime_T date{.year = 2024,
-                          .month = 3,
-                          .dom = 1,
-                          .doy = 61,
-                          .hour = 7,
-                          .min = 8,
-                          .sec = 9,
-                          .subsec = 0.0,
-                          .ns = 0,
-                          .inSync = 0};
+    DateTime_T date{};
+    date.year = 2024, date.month = 3, date.dom = 1, date.hour = 7, date.min = 8, date.sec = 9;
     struct
     {
         DateStr_T fields = {"Fri", "Mar", "1", "07:08:09", "", {'2', '0', '2', '4'}};
         char behind = '5';
     } const text;
-    const auto print = [&] {
-        EXPECT_EQ(0, print_dt(&date));
-        EXPECT_EQ(0, print_ds(&text.fields));
-    };
     EXPECT_EQ(
         "DateTime: 2024-03-01 07:08:09\n"
         "DateStr: wd = Fri, month = Mar, dom = 1, hhmmss = 07:08:09, year = 2024\n",
-        standardOutputOf(print));
+        standardOutputOf([&] { EXPECT_EQ(0, print_dt(&date) + print_ds(&text.fields)); }));
 }
 
 }  // namespace

@@ -27,4 +27,10 @@ inline std::string contents(const std::filesystem::path& file)
     return {std::istreambuf_iterator<char>(stream), {}};
 }
 
+inline auto entries(const std::filesystem::path& folder)
+{
+    const std::filesystem::directory_iterator all(folder);
+    return std::distance(begin(all), end(all));
+}
+
 }  // namespace test
