@@ -8,9 +8,7 @@
 #include <boost/log/trivial.hpp>
 #include <boost/make_shared.hpp>
 
-#include <algorithm>
 #include <cerrno>
-#include <iterator>
 
 namespace qm::test {
 
@@ -53,10 +51,9 @@ LogCapture::~LogCapture()
 
 std::vector<std::string> LogCapture::notes() const
 {
-    std::vector<std::string> notes;
-    std::copy_if(lines_.begin(), lines_.end(), std::back_inserter(notes), [](const std::string& line) {
-        return !line.starts_with("trace ") && !line.starts_with("debug ");
-    });
+    std::vector<std::string> notes = lines_;
+    std::erase_if(notes,
+                  [](const auto& line) { return line.starts_with("trace ") || line.starts_with("debug "); });
     return notes;
 }
 
