@@ -1,14 +1,11 @@
-#include "buffer_driver.hpp"
-#include "log_capture.hpp"
-#include "process.hpp"
-#include "sandbox.hpp"
-#include <qm.h>
+#include "fake_kernel.hpp"
+#include "target_test.hpp"
 
-#include <gmock/gmock.h>
 #include <sys/mman.h>
 #include <sys/mount.h>
-#include <unistd.h>
+#include <sys/stat.h>
 
+#include <cstdio>
 #include <fstream>
 
 // Present in builds with the address sanitizer: what is allocated in between is not looked for.
@@ -21,30 +18,52 @@ namespace {
 
 namespace fs = std::filesystem;
 using testing::ElementsAre;
-using testing::IsEmpty;
 using Lines = std::vector<std::string>;
 
 constexpr uintptr_t kPhysical = 0x123456000;
+const std::string kManager = "/dev/u-dma-buf-mgr";
+const std::string kNode = "/dev/qm-udma-buf0";
+const std::string kAttributes = "/sys/class/u-dma-buf/qm-udma-buf0/";
 
-size_t mappedBuffers()
-{
-    std::ifstream maps("/proc/self/maps");
-    size_t count = 0;
-    for (std::string line; std::getline(maps, line);)
-        count += line.find("/dev/qm-udma-buf") == std::string::npos ? 0 : 1;
-    return count;
-}
-
-class Dma : public testing::Test
+/** The kernel's manager of buffers, one command a write, in an empty /dev and /sys; buffers are files. */
+class Dma : public TargetTest
 {
 public:
+    Dma()
+    {
+        sandbox::freshDirectory("/dev");
+        sandbox::freshDirectory("/sys");
+        sandbox::writeFile(kManager, "");
+        kernel.answers[kManager] = [this] { return obey(std::get<2>(kernel.writes.back())); };
+    }
     void TearDown() override
     {
-        EXPECT_EQ(descriptors_, openDescriptors());
-        EXPECT_EQ(0U, mappedBuffers());
+        TargetTest::TearDown();
+        std::ifstream maps("/proc/self/maps");
+        for (std::string line; std::getline(maps, line);)
+            EXPECT_THAT(line, testing::Not(testing::HasSubstr("/dev/qm-udma-buf")));
     }
 
 protected:
+    ssize_t obey(const std::string& command)
+    {
+        commands_.push_back(command);
+        char name[64]{};
+        unsigned long size = 0;
+        const auto length = static_cast<ssize_t>(command.size());
+        if (std::sscanf(command.c_str(), "delete %63s", name) == 1)
+            return fs::remove("/dev/" + std::string(name)) ? length : -EINVAL;
+        if (std::sscanf(command.c_str(), "create %63s %lu", name, &size) != 2 || size == 0) return -EINVAL;
+        const std::string attributes = "/sys/class/u-dma-buf/" + std::string(name);
+        sandbox::sparseFile("/dev/" + std::string(name), size);
+        fs::permissions("/dev/" + std::string(name), fs::perms{0600});
+        sandbox::writeFile(attributes + "/sync_mode", "1\n");
+        sandbox::writeFile(attributes + "/phys_addr", "0x0000000123456000\n");
+        sandbox::writeFile(attributes + "/size", std::to_string(size) + "\n");
+        afterCreate_();
+        return length;
+    }
+
     char* alloc(size_t size = 8192)
     {
         return static_cast<char*>(qm_allocPhysicalMemory_v2(size, &physical_));
@@ -59,12 +78,9 @@ protected:
         return buffer;
     }
 
-    BufferDriver driver_;
-    LogCapture log_;
+    Lines commands_;                             // as they were written, one a write
+    std::function<void()> afterCreate_ = [] {};  // may spoil the buffer
     uintptr_t physical_ = 0xBAD;
-
-private:
-    Lines descriptors_ = openDescriptors();
 };
 
 TEST_F(Dma, TheSizeIsWhatIsAskedForButNeverASinglePage)
@@ -74,124 +90,68 @@ TEST_F(Dma, TheSizeIsWhatIsAskedForButNeverASinglePage)
                                             {4097, 4097, "0x1001"},
                                             {0x100000010, 0x100000010, "0x10"}}) {
         char* const buffer = alloc(asked);
-        ASSERT_NE(nullptr, buffer) << text;
-        buffer[made - 1] = 'l';
-        EXPECT_THAT(driver_.commands, ElementsAre("create qm-udma-buf0 " + std::to_string(made) + "\n"));
+        EXPECT_EQ(kPhysical, physical_);
+        EXPECT_EQ("2\n", sandbox::readFile(kAttributes + "sync_mode"));
+        qm_freePhysicalMemory(buffer);
+        EXPECT_THAT(commands_, ElementsAre("create qm-udma-buf0 " + std::to_string(made) + "\n",
+                                           "delete qm-udma-buf0\n"));
         Lines log = {"debug QM: Allocating " + text + " bytes of physical memory",
                      "debug QM:  --> Single pages don't go into CMA. Allocating 0x2000",
                      "debug QM: Mapping /dev/qm-udma-buf0", "debug QM: Physical address: 0x23456000"};
         if (made == asked) log.erase(log.begin() + 1);
         EXPECT_EQ(log, log_.lines());
-        qm_freePhysicalMemory(buffer);
-        driver_.commands.clear();
+        commands_.clear();
         log_.clear();
     }
-}
-
-TEST_F(Dma, ABufferIsTheDriversMemoryUntilItIsFreed)
-{
-    char* const buffer = alloc();
-    ASSERT_NE(nullptr, buffer);
-    EXPECT_EQ(kPhysical, physical_);
-    std::string("to the board").copy(buffer + 4096, 12);
-    EXPECT_EQ("to the board", sandbox::readFile("/dev/qm-udma-buf0").substr(4096, 12));
-    EXPECT_EQ(fs::perms{0666}, fs::status("/dev/qm-udma-buf0").permissions());
-    EXPECT_EQ("2\n", sandbox::readFile("/sys/class/u-dma-buf/qm-udma-buf0/sync_mode"));
-
-    log_.clear();
-    qm_freePhysicalMemory(nullptr);
-    EXPECT_THAT(log_.lines(), IsEmpty());
-    qm_freePhysicalMemory(buffer + 16);
-    EXPECT_EQ(1U, driver_.commands.size()) << "an address inside it is not the buffer";
-    qm_freePhysicalMemory(buffer);
-    EXPECT_EQ("delete qm-udma-buf0\n", driver_.commands.back());
-    EXPECT_THAT(log_.lines(),
-                ElementsAre("info QM: No buffer matching address " +
-                            testing::PrintToString(static_cast<void*>(buffer + 16)) + " was found to free"));
 }
 
 TEST_F(Dma, LeftoversAreDeletedWhileTheProcessHasNoBuffer)
 {
-    for (const char* name : {"qm-udma-buf2", "qm-udma-buf10", "qm-udma-buf-of-mine", "udmabuf0"})
-        driver_.make(name, 4096);
+    for (const char* name : {"qm-udma-buf-of-mine", "udmabuf0"})
+        sandbox::writeFile("/dev/" + std::string(name), "");
     char* const first = alloc();
     char* const second = alloc();
-    EXPECT_THAT(driver_.commands,
-                ElementsAre("delete qm-udma-buf-of-mine\n", "delete qm-udma-buf10\n", "delete qm-udma-buf2\n",
-                            "create qm-udma-buf0 8192\n", "create qm-udma-buf1 8192\n"));
+    EXPECT_EQ(fs::perms{0666}, fs::status(kNode).permissions());
     qm_freePhysicalMemory(first);
-    driver_.commands.clear();
-    char* const third = alloc();
-    EXPECT_THAT(driver_.commands, ElementsAre("create qm-udma-buf0 8192\n")) << "one is still in use";
-
     qm_udmabuf_Handle* const handle = qm_udmabuf_allocBuffer(100);
-    ASSERT_NE(nullptr, handle);
-    qm_freePhysicalMemory(third);
-    qm_freePhysicalMemory(second);
-    driver_.commands.clear();
     qm_freePhysicalMemory(alloc());
-    EXPECT_EQ("delete qm-udma-buf2\n", driver_.commands.front()) << "made without the map, it goes too";
+    qm_freePhysicalMemory(second);
+    EXPECT_THAT(commands_, ElementsAre("delete qm-udma-buf-of-mine\n", "create qm-udma-buf0 8192\n",
+                                       "create qm-udma-buf1 8192\n", "delete qm-udma-buf0\n",
+                                       "create qm-udma-buf0 100\n", "create qm-udma-buf2 8192\n",
+                                       "delete qm-udma-buf2\n", "delete qm-udma-buf1\n"));
+    commands_.clear();
+    qm_freePhysicalMemory(alloc());
+    EXPECT_EQ("delete qm-udma-buf0\n", commands_.front()) << "made without the map, it goes too";
     EXPECT_EQ(0, qm_udmabuf_freeBuffer(handle));
-}
-
-TEST_F(Dma, TheLowestOfTwoHundredAndFiftySixNumbersIsTaken)
-{
-    for (int number = 0; number < 255; ++number)
-        if (number != 1) sandbox::writeFile("/dev/qm-udma-buf" + std::to_string(number), "");
-    qm_udmabuf_Handle* const one = qm_udmabuf_allocBuffer(100);
-    qm_udmabuf_Handle* const last = qm_udmabuf_allocBuffer(100);
-    ASSERT_TRUE(one != nullptr && last != nullptr);
-    EXPECT_STREQ("qm-udma-buf1", one->deviceName);
-    EXPECT_STREQ("qm-udma-buf255", last->deviceName);
-    EXPECT_EQ(nullptr, qm_udmabuf_allocBuffer(100));
-    EXPECT_EQ(2U, driver_.commands.size());
-    EXPECT_THAT(log_.notes(),
-                ElementsAre("error QM: Maximum of 256 buffers are supported by the u-dma-buf-mgr."));
-    EXPECT_EQ(0, qm_udmabuf_freeBuffer(one));
-    EXPECT_EQ(0, qm_udmabuf_freeBuffer(last));
 }
 
 TEST_F(Dma, AnUnusableBufferGivesNullAndTheReason)
 {
-    const std::string attributes = "/sys/class/u-dma-buf/qm-udma-buf0/";
-    const std::string node = "/dev/qm-udma-buf0";
     for (const std::string& missing :
-         {attributes + "sync_mode", node, attributes + "phys_addr", attributes + "size"}) {
+         {kAttributes + "sync_mode", kNode, kAttributes + "phys_addr", kAttributes + "size"}) {
         SCOPED_TRACE(missing);
-        driver_.afterMake = [&] { fs::remove(missing); };
+        afterCreate_ = [&] { fs::remove(missing); };
         EXPECT_EQ(nullptr, alloc());
         EXPECT_EQ(0U, physical_);
-        EXPECT_EQ(0U, mappedBuffers());
         Lines log = {"error QM: Failed to set u-dma-buf permissions: No such file or directory",
                      "error QM: Failed to open " + missing + ": No such file or directory",
                      "info QM: Could not create buffer."};
-        if (missing != node) log.erase(log.begin());
+        if (missing != kNode) log.erase(log.begin());
         EXPECT_EQ(log, log_.notes());
         log_.clear();
     }
-    driver_.afterMake = [&] { sandbox::writeFile(attributes + "size", "8191\n"); };
+    afterCreate_ = [&] { sandbox::writeFile(kAttributes + "size", "8191\n"); };
     EXPECT_EQ(nullptr, alloc());
     EXPECT_THAT(log_.notes(), ElementsAre("info QM: Could not create buffer."));
-    EXPECT_TRUE(fs::exists(node)) << "it is left to the next clearing";
-}
-
-TEST_F(Dma, WithoutTheManagerThereAreNoBuffers)
-{
-    fs::remove(kManager);
-    EXPECT_EQ(nullptr, alloc());
-    EXPECT_EQ(nullptr, qm_udmabuf_allocBuffer(8192));
-    EXPECT_THAT(log_.notes(),
-                ElementsAre("warning QM: Failed to open u-dma-buf-mgr: No such file or directory",
-                            "info QM: Failed to clear old u-dma-buffers. Do you have the required kernel "
-                            "modules inserted?",
-                            "error QM: Failed to open u-dma-buf-mgr: No such file or directory"));
+    EXPECT_TRUE(fs::exists(kNode)) << "it is left to the next clearing";
 }
 
 TEST_F(Dma, ABufferThatCannotBeMappedIsMapFailed)
 {
-    driver_.afterMake = [] {
-        fs::remove("/dev/qm-udma-buf0");
-        ASSERT_EQ(0, mkfifo("/dev/qm-udma-buf0", 0600));
+    afterCreate_ = [] {
+        fs::remove(kNode);
+        ASSERT_EQ(0, mkfifo(kNode.c_str(), 0600));
     };
     char* const buffer = allocForEver();
     EXPECT_EQ(MAP_FAILED, buffer);
@@ -200,32 +160,35 @@ TEST_F(Dma, ABufferThatCannotBeMappedIsMapFailed)
     EXPECT_THAT(log_.notes(), ElementsAre("info QM: Could not free buffer 0xffffffffffffffff."));
 }
 
-TEST_F(Dma, ABufferThatCannotBeFreedIsForgotten)
+TEST_F(Dma, ABufferThatCannotBeFreedIsForgottenAndAHandleStaysTheCallers)
 {
     char* const buffer = allocForEver();
-    const std::string address = testing::PrintToString(static_cast<void*>(buffer));
-    fs::remove(kManager);
-    qm_freePhysicalMemory(buffer);
-    qm_freePhysicalMemory(buffer);
-    EXPECT_THAT(log_.notes(),
-                ElementsAre("info QM: Could not free buffer " + address + ".",
-                            "info QM: No buffer matching address " + address + " was found to free"));
-}
-
-TEST_F(Dma, AHandleThatCannotBeFreedStaysTheCallers)
-{
     qm_udmabuf_Handle* const handle = qm_udmabuf_allocBuffer(8192);
     ASSERT_NE(nullptr, handle);
     handle->length = 0;
     EXPECT_EQ(-1, qm_udmabuf_freeBuffer(handle)) << "no range to unmap";
-    EXPECT_EQ(1U, driver_.commands.size());
     handle->length = 8192;
     fs::remove(kManager);
     EXPECT_EQ(-1, qm_udmabuf_freeBuffer(handle));
     sandbox::writeFile(kManager, "");
     EXPECT_EQ(0, qm_udmabuf_freeBuffer(handle));
-    EXPECT_EQ("delete qm-udma-buf0\n", driver_.commands.back());
-    EXPECT_THAT(log_.notes(), IsEmpty());
+    fs::remove(kManager);
+    for (char* const address : {static_cast<char*>(nullptr), buffer + 16, buffer, buffer})
+        qm_freePhysicalMemory(address);
+    EXPECT_EQ(nullptr, qm_udmabuf_allocBuffer(8192));
+    EXPECT_EQ(nullptr, alloc());
+
+    const auto text = [](char* address) { return testing::PrintToString(static_cast<void*>(address)); };
+    const auto notFound = [&](char* address) {
+        return "info QM: No buffer matching address " + text(address) + " was found to free";
+    };
+    EXPECT_THAT(
+        log_.notes(),
+        ElementsAre(notFound(buffer + 16), "info QM: Could not free buffer " + text(buffer) + ".",
+                    notFound(buffer), "error QM: Failed to open u-dma-buf-mgr: No such file or directory",
+                    "warning QM: Failed to open u-dma-buf-mgr: No such file or directory",
+                    "info QM: Failed to clear old u-dma-buffers. Do you have the required kernel "
+                    "modules inserted?"));
 }
 
 TEST_F(Dma, OtherKindsOfAllocationAreRefusedByName)
@@ -235,13 +198,12 @@ TEST_F(Dma, OtherKindsOfAllocationAreRefusedByName)
     EXPECT_EQ(nullptr, qm_allocPhysicalMemory_cached(8192));
     EXPECT_EQ(nullptr, qm_allocPhysicalMemory_uncached(8192));
     const std::string cure = " Use qm_allocPhysicalMemory_v2() instead.";
-    const std::string never = " is not, and will not, be defined in libqm for Linux.";
+    const std::string never = " is not, and will not, be defined in libqm for Linux." + cure;
     EXPECT_THAT(
         log_.lines(),
         ElementsAre("error QM: qm_allocPhysicalMemory_v2_cached is not defined in libqm on x86." + cure,
-                    "info QM: qm_allocPhysicalMemory_cached" + never + cure,
-                    "info QM: qm_allocPhysicalMemory_uncached" + never + cure));
-    EXPECT_THAT(driver_.commands, IsEmpty());
+                    "info QM: qm_allocPhysicalMemory_cached" + never,
+                    "info QM: qm_allocPhysicalMemory_uncached" + never));
 }
 
 TEST(PhysicalAddress, IsThePagesFrameInThePageMapAndTheOffsetInThePage)
@@ -256,8 +218,7 @@ TEST(PhysicalAddress, IsThePagesFrameInThePageMapAndTheOffsetInThePage)
     EXPECT_EQ(0U, translate()) << "behind the end of the map";
     std::fstream file(pageMap, std::ios::in | std::ios::out | std::ios::binary);
     for (const auto& [entry, expected] :
-         {std::pair<uint64_t, uintptr_t>{0x8180'0000'0001'2345, 0x12345678},  // present, with flags
-          {0x0000'0000'0001'2345, 0x12345678},                                // not present
+         {std::pair<uint64_t, uintptr_t>{0x0180'0000'0001'2345, 0x12345678},  // with flags, not present
           {0x8000'0000'0000'0000, 0x678}}) {                                  // its frame is hidden
         file.seekp(std::streamoff{0x7F12'3456'7} * 8);
         file.write(reinterpret_cast<const char*>(&entry), sizeof entry).flush();

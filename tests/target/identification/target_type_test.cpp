@@ -1,4 +1,3 @@
-#include "process.hpp"
 #include "world.hpp"
 #include <qm.h>
 
@@ -52,46 +51,55 @@ Board rootPort(unsigned slot, unsigned function, uint16_t device)
     return board(kIntel, device).at(0, slot, function).multiFunction().bridgeTo(bus, bus);
 }
 
-void addModel(World& world, const Model& model, unsigned cardSlot = 0)
+void addModel(World& world, const Model& model, unsigned cardSlot)
 {
     world.add(rootPort(model.slot, model.function, model.port));
     world.add(board(model.vendor, model.device).at(busBehind(model.slot, model.function), cardSlot));
 }
 
 class TargetModel : public testing::TestWithParam<size_t>
-{
-protected:
-    World world_;
-};
+{};
 
-TEST_P(TargetModel, IsKnownByItsCardAndHasAName)
+TEST_P(TargetModel, IsKnownByItsCardAndComesBeforeEveryLaterModelOfTheTable)
 {
+    World world;
     const Model& model = kModels.at(GetParam());
-    addModel(world_, model);
-    EXPECT_EQ(model.type, qm_getTargetType());
-    EXPECT_STREQ(model.marketing, qm_getTargetMarketingName());
-}
-
-TEST_P(TargetModel, ComesBeforeEveryLaterModelOfTheTable)
-{
-    const Model& model = kModels.at(GetParam());
-    addModel(world_, model, 1);
+    addModel(world, model, 1);
     for (size_t later = GetParam() + 1; later < kModels.size(); ++later) {
         const Model& other = kModels.at(later);
         const bool samePlace = other.slot == model.slot && other.function == model.function;
-        if (!samePlace || other.port == model.port) addModel(world_, other);
+        if (!samePlace || other.port == model.port) addModel(world, other, 0);
     }
     EXPECT_EQ(model.type, qm_getTargetType());
+    EXPECT_STREQ(model.marketing, qm_getTargetMarketingName());
 }
 
 INSTANTIATE_TEST_SUITE_P(All, TargetModel, testing::Range<size_t>(0, kModels.size()),
                          [](const auto& row) { return kModels.at(row.param).name; });
 
+Board card(unsigned bus, uint16_t vendor = 0x10B5, uint16_t device = 0x8606)
+{
+    return board(vendor, device).at(bus, 0);
+}
+
+/** A port with one card behind it; as they stand here, a RoverV2. */
+std::vector<Board> rover(unsigned slot = 28, unsigned function = 7, uint16_t vendor = 0x10B5)
+{
+    return {rootPort(slot, function, 0x1E1E), card(busBehind(slot, function), vendor)};
+}
+
+/** The top layer of a Lowland and what may be its base. */
+std::vector<Board> lowland(uint16_t secondPort, uint16_t secondCard)
+{
+    return {rootPort(28, 0, 0x0F48), card(busBehind(28, 0)), rootPort(28, 2, secondPort),
+            card(busBehind(28, 2), 0x10B5, secondCard)};
+}
+
 struct Arrangement
 {
     const char* name;
     std::vector<Board> boards;
-    qm_TargetType type;
+    qm_TargetType type = NonQuillmark;
 };
 
 class TargetArrangement : public testing::TestWithParam<Arrangement>
@@ -100,82 +108,39 @@ class TargetArrangement : public testing::TestWithParam<Arrangement>
 TEST_P(TargetArrangement, IsJudgedByTheCardsDirectlyBehindTheRootPorts)
 {
     World world;
-    const auto descriptors = openDescriptors();
     for (const Board& board : GetParam().boards)
         world.add(board);
-    const auto type = [] { EXPECT_EQ(GetParam().type, qm_getTargetType()); };
-    EXPECT_EQ("", standardErrorOf(type));
-    EXPECT_EQ("", standardOutputOf(type));
+    EXPECT_EQ(GetParam().type, qm_getTargetType());
     EXPECT_EQ(GetParam().type == NonQuillmark, std::string("NonQuillmark") == qm_getTargetMarketingName());
-    EXPECT_EQ(descriptors, openDescriptors());
 }
 
-Board card(unsigned bus, uint16_t vendor, uint16_t device, unsigned slot = 0)
-{
-    return board(vendor, device).at(bus, slot);
-}
-
-/** A port with one card behind it. */
-std::vector<Board> port(unsigned slot, unsigned function, uint16_t port, uint16_t vendor, uint16_t device)
-{
-    return {rootPort(slot, function, port), card(busBehind(slot, function), vendor, device)};
-}
-
-/** The top layer of a Lowland and what may be its base. */
-std::vector<Board> lowland(uint16_t secondPort, uint16_t cardDevice)
-{
-    std::vector<Board> boards = port(28, 2, secondPort, 0x10B5, cardDevice);
-    boards.push_back(rootPort(28, 0, 0x0F48));
-    boards.push_back(card(busBehind(28, 0), 0x10B5, 0x8606));
-    return boards;
-}
+const unsigned kRoverBus = busBehind(28, 7);
 
 INSTANTIATE_TEST_SUITE_P(
     All, TargetArrangement,
     testing::Values(
-        Arrangement{"NoBoardAtAll", {}, NonQuillmark},
-        Arrangement{"NoBridge", {card(0, kIntel, 0x29C0), card(0, 0x1B21, 0x1080, 28)}, NonQuillmark},
+        Arrangement{"Rover", rover(), RoverV2},  // all that follow differ from a known model in one thing
         Arrangement{"SecondPortOfLowland", lowland(0x0F4C, 0x8606), Lowland},
         Arrangement{"SecondPortOfAnotherKind", lowland(0x0F48, 0x8606), Lowland_TopLayer},
         Arrangement{"SecondPortWithAnotherCard", lowland(0x0F4C, 0x8607), Lowland_TopLayer},
-        Arrangement{"SecondPortAlone", port(28, 2, 0x0F4C, 0x10B5, 0x8606), NonQuillmark},
-        Arrangement{"CardBehindOtherCards",
-                    {rootPort(28, 7, 0x1E1E), card(busBehind(28, 7), 1, 1),
-                     card(busBehind(28, 7), 0x10B5, 0x8606, 9)},
-                    RoverV2},
+        Arrangement{"NoBridge", {board(kIntel, 0x1E1E).at(0, 28, 7), card(kRoverBus)}},
         Arrangement{"CardTwoLevelsDown",
-                    {board(kIntel, 0x1E1E).at(0, 28, 7).bridgeTo(9, 10),
-                     board(kIntel, 0x1E1E).at(9, 28, 7).bridgeTo(10, 10), card(10, 0x10B5, 0x8606)},
-                    NonQuillmark},
-        Arrangement{"PortIsACardBusBridge",
-                    {rootPort(28, 7, 0x1E1E).cardBus(), card(busBehind(28, 7), 0x10B5, 0x8606)},
-                    NonQuillmark},
-        Arrangement{"PortOfAnotherVendor",
-                    {board(0x8087, 0x1E1E).at(0, 28, 7).bridgeTo(9, 9), card(9, 0x10B5, 0x8606)},
-                    NonQuillmark},
-        Arrangement{"PortAtAnotherFunction", port(28, 6, 0x1E1E, 0x10B5, 0x8606), NonQuillmark},
-        Arrangement{"PortAtAnotherSlot", port(27, 7, 0x1E1E, 0x10B5, 0x8606), NonQuillmark},
-        Arrangement{"CardOfAnotherVendor", port(28, 7, 0x1E1E, 0x10B6, 0x8606), NonQuillmark},
-        Arrangement{"PortWithNothingBehindIt", {rootPort(28, 7, 0x1E1E)}, NonQuillmark}),
+                    {rootPort(28, 7, 0x1E1E), board(kIntel, 0x1E1E).at(kRoverBus, 28, 7).bridgeTo(200, 200),
+                     card(200)}},
+        Arrangement{"PortIsACardBusBridge", {rootPort(28, 7, 0x1E1E).cardBus(), card(kRoverBus)}},
+        Arrangement{"PortOfAnotherVendor", {board(0x8087, 0x1E1E).at(0, 28, 7).bridgeTo(9, 9), card(9)}},
+        Arrangement{"PortAtAnotherFunction", rover(28, 6)}, Arrangement{"PortAtAnotherSlot", rover(27, 7)},
+        Arrangement{"CardOfAnotherVendor", rover(28, 7, 0x10B6)}),
     [](const auto& row) { return row.param.name; });
 
 TEST(TargetType, IsLookedUpAnewOnlyWhileNoBoardWasSeen)
 {
     World world;
     EXPECT_EQ(NonQuillmark, qm_getTargetType());
-    addModel(world, kModels[1]);
+    addModel(world, kModels[1], 0);
     EXPECT_EQ(KR410, qm_getTargetType());
     world.remove("0000:00:1c.4");
     EXPECT_EQ(KR410, qm_getTargetType());
-}
-
-TEST(TargetType, StaysUnknownOnceAnyBoardWasSeen)
-{
-    World world;
-    world.add(board(1, 1).at(0, 1));
-    EXPECT_EQ(NonQuillmark, qm_getTargetType());
-    addModel(world, kModels[1]);
-    EXPECT_EQ(NonQuillmark, qm_getTargetType());
 }
 
 }  // namespace

@@ -2,17 +2,12 @@
 #define QM_TEST_INTERRUPT_TEST_HPP
 
 #include "fake_kernel.hpp"
-#include "log_capture.hpp"
-#include "process.hpp"
-#include "sandbox.hpp"
+#include "target_test.hpp"
 #include "world.hpp"
-#include <qm.h>
 
-#include <gmock/gmock.h>
 #include <sys/mount.h>
-#include <unistd.h>
 
-#include <cerrno>
+#include <cstring>
 
 namespace qm::test {
 
@@ -26,9 +21,9 @@ constexpr pid_t kThread = 4711;
 
 /**
  * A board that the UIO driver has: its node, its interrupt 16 with the thread kThread, three CPUs. At the end
- * the context is detached, and no descriptor more is open than at the beginning.
+ * the context is detached.
  */
-class InterruptTest : public testing::Test
+class InterruptTest : public TargetTest
 {
 public:
     InterruptTest()
@@ -64,18 +59,14 @@ public:
     void TearDown() override
     {
         qm_uio_interruptDetach(context_);
-        EXPECT_EQ(descriptors_, openDescriptors());
+        TargetTest::TearDown();
     }
 
     static void giveUioDevice() { std::filesystem::create_directories(kBoard + "uio/uio7"); }
 
 protected:
     World world_;
-    LogCapture log_;
     qm_InterruptContext* context_ = nullptr;
-
-private:
-    std::vector<std::string> descriptors_;
 };
 
 }  // namespace qm::test

@@ -46,7 +46,6 @@ TEST_F(IrqProperties, FollowTheConsumerOrTheModelsTrigger)
     } const rows[] = {
         {"one above the consumer", !kTrigger, 60, 50, "0-2\n", 61, "2\n", 2},
         {"a thread that is high enough", !kTrigger, 60, 61, "0-2\n", 0, "0-2\n", -1},
-        {"the highest consumer", !kTrigger, 99, 50, "0-2\n", 99, "2\n", 2},
         {"an impossible consumer", !kTrigger, INT_MAX, 50, "0-2\n", 99, "2\n", 2},
         {"trigger", kTrigger, 60, 50, "0-2\n", 90, "1\n", 1},
         {"trigger, higher already", kTrigger, 60, 95, "0-2\n", 95, "1\n", 1},
@@ -55,7 +54,6 @@ TEST_F(IrqProperties, FollowTheConsumerOrTheModelsTrigger)
         {"already on CPU 1", !kTrigger, 60, 50, "1\n", 61, "1\n", 2},
         {"CPU 1 among blanks", !kTrigger, 60, 50, " \t1 2\n", 61, " \t1 2\n", 2},
         {"CPU 1 and another", !kTrigger, 60, 50, "1,2\n", 61, "2\n", 2},
-        {"no CPU at all", !kTrigger, 60, 50, "\n", 61, "2\n", 2},
         {"no list", !kTrigger, 60, 50, "", 61, "", 2,
          "Failed to set IRQ 16 affinity to CPU 2: Input/output error"},
         {"a consumer below 0", !kTrigger, -1, -1, "0-2\n", 0, "0-2\n", 2,
@@ -99,7 +97,7 @@ TEST_F(IrqProperties, AResetOnlyLowersThePriority)
     }
     EXPECT_STREQ("Invalid IRQ thread priority value -1. Priority must be between 1 and 99.", pQmErrorStr);
     EXPECT_EQ("0\n", sandbox::readFile(kAffinity));
-    kernel.refusesPriorities = EPERM;
+    kernel.refusal = EPERM;
     context_->defaultPriority = 50;
     EXPECT_EQ(-1, qm_uio_resetIrqProps(context_));
     EXPECT_STREQ("Failed to set priority of IRQ thread PID 4711 to 50", pQmErrorStr);
@@ -107,29 +105,23 @@ TEST_F(IrqProperties, AResetOnlyLowersThePriority)
 
 TEST_F(IrqProperties, GoToTheOneThreadNamedLikeTheDeviceBehindTheFirstDash)
 {
-    struct
-    {
-        const char* device;
-        const char* thread;  // beside "irq/16-edu"
-        int error;           // 0: exactly one is found
-    } const rows[] = {
-        {"edu\n", "irq/16-s-edu", 0},
-        {"edu\n", "kirq/16-edu", 0},
-        {"edu\n", "irq/17-edu", E2BIG},
-        {"a-board-of-a-long-name\r\n", "irq/17-a-board-of-a-long-name", 0},
-        {"name\n", "irq/17-a-board-of-a-long-name", ENOENT},
-        {"edu1\n", "irq/17-edu12", ENOENT},
-        {"\n", "irq/17-", EINVAL},
-    };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(testing::Message() << row.device << row.thread);
+    // name of the device, of a thread beside "irq/16-edu", errno (0: exactly one is found)
+    for (const auto& [device, thread, error] :
+         {std::tuple{"edu\n", "irq/16-s-edu\n", 0},
+          {"edu\n", "kirq/16-edu\n", 0},
+          {"edu\n", "irq/17-edu\n", E2BIG},
+          {"a-board-of-a-long-name\r\n", "irq/17-a-board-of-a-long-name\n", 0},
+          {"name\n", "irq/17-a-board-of-a-long-name\n", ENOENT},
+          {"edu1\n", "irq/17-edu12\n", ENOENT},
+          {"\n", "irq/17-\n", EINVAL}}) {
+        SCOPED_TRACE(testing::Message() << device << thread);
         restart(50);
         kernel.priorities[5000] = 50;
-        sandbox::writeFile(kUio + "name", row.device);
-        sandbox::writeFile("/proc/5000/comm", std::string(row.thread) + "\n");
-        EXPECT_EQ(row.error == 0 ? 0 : -1, qm_uio_setIrqProps(context_));
-        if (row.error == 0) continue;
-        EXPECT_EQ(row.error, errno);
+        sandbox::writeFile(kUio + "name", device);
+        sandbox::writeFile("/proc/5000/comm", thread);
+        EXPECT_EQ(error == 0 ? 0 : -1, qm_uio_setIrqProps(context_));
+        if (error == 0) continue;
+        EXPECT_EQ(error, errno);
         EXPECT_STREQ("Failed to find IRQ thread PID for UIO 7", pQmErrorStr);
         EXPECT_THAT(kernel.raised, IsEmpty());
     }
@@ -137,7 +129,7 @@ TEST_F(IrqProperties, GoToTheOneThreadNamedLikeTheDeviceBehindTheFirstDash)
 
 TEST_F(IrqProperties, NeedAnInterruptNumberThatIsAWholeLineOfUpToFiveDigits)
 {
-    for (const char* line : {"", "\n", "x\n", "16 \n", "0x10\n", "-1\n", "100000\n", "99999999999\n"}) {
+    for (const char* line : {"", "x\n", "16 \n", "0x10\n", "-1\n", "100000\n", "99999999999\n"}) {
         SCOPED_TRACE(line);
         sandbox::writeFile(kUio + "device/irq", line);
         EXPECT_EQ(-1, qm_uio_setIrqProps(context_));

@@ -1,14 +1,7 @@
-#include "process.hpp"
-#include "sandbox.hpp"
-#include <qm.h>
+#include "target_test.hpp"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/mount.h>
 
-#include <array>
-#include <cstring>
-#include <string>
 #include <vector>
 
 // What the library says of its installation: base directory, version, the lines for the console screen.
@@ -18,38 +11,39 @@ namespace {
 namespace fs = std::filesystem;
 namespace sandbox = qm::test::sandbox;
 using qm::test::openDescriptors;
-using qm::test::standardOutputOf;
-using testing::Each;
 
 const fs::path kVersion = "/usr/quillmark/sysinfo/quillmark_version.txt";
 const fs::path kMarketingName = "/usr/quillmark/sysinfo/quillmark_marketingName.txt";
 
-/// "result|text|error" of qm_getModelBaseDir() for a program at this place.
-std::string baseDir(const fs::path& program, uint32_t size = 100)
+/// "result|text" of a function that fills a buffer; the text is "#" where that was before and is left alone.
+template <typename Fill>
+std::string filled(Fill fill, uint32_t size, char before)
 {
-    fs::remove("/proc/self/exe");
-    fs::create_symlink(program, "/proc/self/exe");
-    std::vector<char> path(size + 1);
-    path[size] = '#';  // behind the end
-    const int32_t result = qm_getModelBaseDir(path.data(), size);
-    return std::to_string(result) + "|" + (path[size] == '#' ? path.data() : "overrun") + "|" + pQmErrorStr;
+    std::vector<char> text(size, before);
+    text.insert(text.end(), {'#', '\0'});
+    const int result = fill(text.data());
+    EXPECT_EQ('#', text[size]) << "written past its end";
+    return std::to_string(result) + "|" + (text[0] == '#' ? "#" : text.data());
 }
 
 TEST(ModelBaseDir, EndsBeforeTheFirstBinDirectoryOfThePathThatFits)
 {
     sandbox::freshDirectory("/proc");
     fs::create_directory("/proc/self");
-    EXPECT_EQ("0|/opt/app|", baseDir("/opt/app/bin/model"));
-    EXPECT_EQ("0|/opt|", baseDir("/opt/bin/y/bin/model"));
-    EXPECT_EQ("0||", baseDir("/bin/model"));
-    EXPECT_EQ("-1|/opt/sbin/model|", baseDir("/opt/sbin/model"));
-    EXPECT_EQ("-1|/opt/binary/bin|", baseDir("/opt/binary/bin"));
-    EXPECT_EQ("0|/opt|", baseDir("/opt/bin/model", sizeof "/opt/bin/"));
-    EXPECT_EQ("-1|/opt/bin|", baseDir("/opt/bin/model", sizeof "/opt/bin"));
+    for (const auto& [program, expected, size] : {std::tuple{"/opt/app/bin/model", "0|/opt/app", 100U},
+                                                  {"/opt/bin/y/bin/model", "0|/opt", 100U},
+                                                  {"/bin/model", "0|", 100U},
+                                                  {"/opt/sbin/model", "-1|/opt/sbin/model", 100U},
+                                                  {"/opt/binary/bin", "-1|/opt/binary/bin", 100U},
+                                                  {"/opt/bin/model", "0|/opt", 10U},
+                                                  {"/opt/bin/model", "-1|/opt/bin", 9U}}) {
+        fs::remove("/proc/self/exe");
+        fs::create_symlink(program, "/proc/self/exe");
+        EXPECT_EQ(expected, filled([size](char* path) { return qm_getModelBaseDir(path, size); }, size, 0));
+        EXPECT_STREQ("", pQmErrorStr);
+    }
     fs::remove("/proc/self/exe");
-    std::array<char, 100> path{};
-    EXPECT_EQ(-1, qm_getModelBaseDir(path.data(), path.size()));
-    EXPECT_STREQ("", path.data());
+    EXPECT_EQ("-1|", filled([](char* path) { return qm_getModelBaseDir(path, 100); }, 100, 0));
     EXPECT_STREQ("Could not read the process exefile", pQmErrorStr);
     umount("/proc");  // leak checks need it
 }
@@ -63,72 +57,47 @@ TEST(ScreenLines, ShowTheFirstLineOfTheirFiles)
     const std::string longLine(5000, 'x');
     const auto descriptors = openDescriptors();
     for (const auto& [content, line] : {std::pair<std::string, std::string>{"", ""},
-                                        {"R2026a\n", "R2026a"},
                                         {"R2026a", "R2026a"},
                                         {"A\r\nB\n", "A\r"},
-                                        {"\nB\n", ""},
                                         {longLine + "\ny", longLine}}) {
         sandbox::writeFile(kMarketingName, content);
         sandbox::writeFile(kVersion, "v" + content);
         EXPECT_EQ("<white>Quillmark " + line + " </white>", qm_getTargetScreenLine1());
         EXPECT_EQ("<white>v" + line + "</white>", qm_getTargetScreenLine2());
     }
-    std::filesystem::remove(kVersion);
-    std::filesystem::create_directory(kVersion);
-    EXPECT_EQ("<white></white>", qm_getTargetScreenLine2()) << "a file that cannot be read";
     EXPECT_EQ(descriptors, openDescriptors());
 }
 
-class LibVersion : public testing::Test
+TEST(LibVersion, IsTheFirstLineWithItsBreakCutTo99CharactersAndAnEmptyFileStaysOpen)
 {
-protected:
-    LibVersion() { sandbox::freshDirectory("/usr/quillmark/sysinfo"); }
-
-    static void install(const std::string& content) { sandbox::writeFile(kVersion, content); }
-
-    /// The buffer up to its padding of zeros, or what was printed when there is no version.
-    static std::string read()
-    {
-        std::array<char, 101> buffer;
-        buffer.fill('#');
-        int32_t result = 0;
-        const std::string printed = standardOutputOf([&] { result = qm_getLibVersion(buffer.data()); });
-        EXPECT_EQ('#', buffer[100]) << "written past its end";
-        EXPECT_EQ(printed.empty() ? 0 : -1, result);
-        const std::string version(buffer.data(), result == 0 ? strnlen(buffer.data(), 100) : 0);
-        EXPECT_THAT(std::vector(buffer.begin() + version.size(), buffer.end() - 1),
-                    Each(result == 0 ? '\0' : '#'));
-        return printed + version;
-    }
-};
-
-TEST_F(LibVersion, IsTheFirstLineWithItsBreakCutTo99Characters)
-{
+    sandbox::freshDirectory("/usr/quillmark/sysinfo");
     const auto before = openDescriptors();
+    const auto readWhole = [](char* text) {
+        const int result = qm_getLibVersion(text);
+        EXPECT_EQ(result == 0 ? '\0' : '#', text[99]);
+        return result;
+    };
+    const auto read = [&] { return filled(readWhole, 100, '#'); };
     const std::string x(98, 'x');
-    for (const auto& [content, version] : {std::pair<std::string, std::string>{"1.2.3\n", "1.2.3\n"},
-                                           {"1.2.3\nbuilt today\n", "1.2.3\n"},
+    for (const auto& [content, version] : {std::pair<std::string, std::string>{"1.2.3\nbuilt\n", "1.2.3\n"},
                                            {"1.2.3", "1.2.3"},
-                                           {"\n", "\n"},
                                            {x + "\nrest", x + "\n"},
                                            {x + "yz\n", x + "y"}}) {
-        install(content);
-        EXPECT_EQ(version, read());
+        sandbox::writeFile(kVersion, content);
+        EXPECT_EQ("0|" + version, read());
     }
     EXPECT_EQ(before, openDescriptors());
-}
 
-TEST_F(LibVersion, WithoutItsFileIsAnErrorOnStandardOutput)
-{
-    EXPECT_EQ("ERROR: Could not open Quillmark library information file\n", read());
-}
-
-TEST_F(LibVersion, InAnEmptyFileIsAnErrorAndTheFileStaysOpen)
-{
-    install("");
-    const auto before = openDescriptors();
-    EXPECT_EQ("ERROR: Empty Quillmark library information file\n", read());
+    const auto failsWith = [&](const std::string& text) {
+        std::string result;
+        EXPECT_EQ(text, qm::test::standardOutputOf([&] { result = read(); }));
+        EXPECT_EQ("-1|#", result);
+    };
+    sandbox::writeFile(kVersion, "");
+    failsWith("ERROR: Empty Quillmark library information file\n");
     EXPECT_EQ(before.size() + 1, openDescriptors().size());
+    fs::remove(kVersion);
+    failsWith("ERROR: Could not open Quillmark library information file\n");
 }
 
 }  // namespace

@@ -1,11 +1,6 @@
-#include "kernel_calls.hpp"
 #include "pci_test.hpp"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <array>
-#include <cerrno>
 
 namespace qm::test {
 
@@ -30,58 +25,42 @@ public:
 
     static Board card()
     {
-        Board card =
-            board(0x1234, 0x11E8).at(0x1a, 0x1f).bar(0, 0xFEB00000, 0x1000).bar(1, 0xE000, 0x20, kPorts);
-        card.bar(2, 0x480000000, 0x1000, kMemory64).dword(0x20, 0x11111111).dword(0x24, 0x22222222);
-        return card.dword(0x3C, 0x0A0B0C0D).word(0x04, 0x0507);
+        Board card = board(0x1234, 0x11E8).at(0x1a, 0x1f).word(0x04, 0x7170).dword(0x3C, 0x63626160);
+        for (uint32_t i = 0; i < 6; ++i)
+            card.dword(0x10 + 4 * i, 0x03020100 + 0x10101010 * i);
+        return card;
     }
 
 protected:
     std::array<uint32_t, QM_PCI_CONFIG_SAVE_WORDS + 1> save_{};
 };
 
-TEST_F(PciConfiguration, BackupSavesTheBarsTheInterruptLineAndTheCommand)
+TEST_F(PciConfiguration, RestoreWritesTheSavedBarsThenTheInterruptLineThenTheCommandAndPrintingLogs64Bytes)
 {
     world_.add(card());
+    kernel.writes.clear();
     qmPCI_backupPCIConfig(&device_, save_.data());
-    EXPECT_THAT(save_, ElementsAre(0xFEB00000, 0xE001, 0x8000000C, 0x4, 0x11111111, 0x22222222, 0x0A0B0C0D,
-                                   0xA5A50507, kUntouched));
-    EXPECT_THAT(log_.lines(), IsEmpty());
-}
-
-TEST_F(PciConfiguration, RestoreWritesTheBarsThenTheInterruptLineThenTheCommand)
-{
-    world_.add(card());
-    const std::array<uint32_t, 8> saved{0x03020100, 0x13121110, 0x23222120, 0x33323130,
-                                        0x43424140, 0x53525150, 0x63626160, 0xFFFF7170};
-    KernelCalls calls;
-    qmPCI_restorePCIConfig(&device_, saved.data());
+    EXPECT_THAT(save_, ElementsAre(0x03020100, 0x13121110, 0x23222120, 0x33323130, 0x43424140, 0x53525150,
+                                   0x63626160, 0xA5A57170, kUntouched));
+    qmPCI_restorePCIConfig(&device_, save_.data());
+    const std::string file = World::directory(kAddress) / "config";
     using namespace std::string_literals;
-    EXPECT_THAT(
-        calls.writes,
-        ElementsAre(
-            FileWrite{"config", 0x10, "\x00\x01\x02\x03"s}, FileWrite{"config", 0x14, "\x10\x11\x12\x13"},
-            FileWrite{"config", 0x18, "\x20\x21\x22\x23"}, FileWrite{"config", 0x1C, "\x30\x31\x32\x33"},
-            FileWrite{"config", 0x20, "\x40\x41\x42\x43"}, FileWrite{"config", 0x24, "\x50\x51\x52\x53"},
-            FileWrite{"config", 0x3C, "\x60\x61\x62\x63"}, FileWrite{"config", 0x04, "\x70\x71"}));
+    EXPECT_THAT(kernel.writes,
+                ElementsAre(Write{file, 0x10, "\x00\x01\x02\x03"s}, Write{file, 0x14, "\x10\x11\x12\x13"},
+                            Write{file, 0x18, "\x20\x21\x22\x23"}, Write{file, 0x1C, "\x30\x31\x32\x33"},
+                            Write{file, 0x20, "\x40\x41\x42\x43"}, Write{file, 0x24, "\x50\x51\x52\x53"},
+                            Write{file, 0x3C, "\x60\x61\x62\x63"}, Write{file, 0x04, "\x70\x71"}));
     EXPECT_THAT(log_.lines(), IsEmpty());
-}
-
-TEST_F(PciConfiguration, PrintingLogsTheFirst64Bytes)
-{
-    world_.add(card());
     qmPCI_printPCIConfig(&device_);
-    const auto& lines = log_.lines();
-    ASSERT_EQ(16U, lines.size());
-    EXPECT_EQ("info QM: config[0x0] = 0x11e81234", lines[0]);
-    EXPECT_EQ("info QM: config[0x4] = 0x507", lines[1]);
-    EXPECT_EQ("info QM: config[0x3c] = 0xa0b0c0d", lines[15]);
+    ASSERT_EQ(16U, log_.lines().size());
+    EXPECT_EQ("info QM: config[0x0] = 0x11e81234", log_.lines().front());
+    EXPECT_EQ("info QM: config[0x3c] = 0x63626160", log_.lines().back());
 }
 
 TEST_F(PciConfiguration, AMissingBoardIsReportedAndNothingIsTouched)
 {
     world_.add(card().at(0x1a, 0x1f, 1)).add(card().at(0x1a, 0x1f, 0, 1)).add(card().at(0x1b, 0x1f));
-    const KernelCalls calls;
+    kernel.writes.clear();
     const std::string error = standardErrorOf([this] {
         qmPCI_backupPCIConfig(&device_, save_.data());
         qmPCI_restorePCIConfig(&device_, save_.data());
@@ -92,24 +71,8 @@ TEST_F(PciConfiguration, AMissingBoardIsReportedAndNothingIsTouched)
                             "error QM: PCI header restore: device not found (bus: 26 / slot: 31)",
                             "error QM: PCI header print: device not found (bus: 26 / slot: 31)"));
     EXPECT_THAT(save_, Each(kUntouched));
-    EXPECT_THAT(calls.writes, IsEmpty());
+    EXPECT_THAT(kernel.writes, IsEmpty());
     EXPECT_THAT(error, testing::Not(testing::HasSubstr("pcilib")));
-}
-
-TEST_F(PciConfiguration, TheConfigurationFileIsOpenedWithTheCallersFlagsAndClosedOnExec)
-{
-    world_.add(card());
-    for (const int flags : {O_RDONLY, O_RDWR, O_WRONLY | O_NONBLOCK}) {
-        const int descriptor = qm_pci_openPciConfig(&device_, flags);
-        EXPECT_EQ(flags, fcntl(descriptor, F_GETFL) & (O_ACCMODE | O_NONBLOCK));
-        EXPECT_EQ(FD_CLOEXEC, fcntl(descriptor, F_GETFD));
-        EXPECT_EQ(World::directory(kAddress) / "config",
-                  std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(descriptor)));
-        close(descriptor);
-    }
-    world_.remove(kAddress);
-    EXPECT_EQ(-1, qm_pci_openPciConfig(&device_, O_RDONLY));
-    EXPECT_EQ(ENOENT, errno);
 }
 
 TEST_F(PciConfiguration, ShowingARecordLogsThreeColumnsUnderFourTitles)
