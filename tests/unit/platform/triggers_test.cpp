@@ -71,6 +71,17 @@ TEST_F(Triggers, AnInterruptDrivesTheBaseRateAndTheRunEndsWithItsSteps)
     EXPECT_THAT(result.report_, HasSubstr("Task 0: interrupt, period"));
 }
 
+TEST_F(Triggers, AnAsynchronousTaskHasNoDeadlineAndItsTimeIsTheRuns)
+{
+    interrupt_.mode_ = ASYNCHRONOUS;
+    interrupt_.period_ = 0.0;
+    interrupt_.entry_ = [] { ::usleep(3000); };  // longer than the timer's period
+    const auto result = run({timer_, interrupt_}, 30);
+    EXPECT_GT(result.tasks_.at(1).steps_, 1U);
+    EXPECT_EQ(0U, result.tasks_.at(1).overloads_);
+    EXPECT_GT(getModelInstanceModelInfo().tasks_[1].time_, 0.003);
+}
+
 TEST_F(Triggers, TheEndOfTheRunBreaksAWaitOffAndNoStepFollows)
 {
     timer_.entry_ = [] {};
