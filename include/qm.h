@@ -12,6 +12,9 @@
 #include <qm/interrupts.h>
 #include <qm/lifecycle.h>
 #include <qm/log.h>
+#include <qm/mask_init.h>
+#include <qm/model_init.h>
+#include <qm/param.h>
 #include <qm/paths.h>
 #include <qm/pci.h>
 #include <qm/pci_access.h>
