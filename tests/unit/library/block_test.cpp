@@ -1,0 +1,150 @@
+#include <qm.h>
+#include <simstruct.h>
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <new>
+#include <vector>
+
+namespace {
+
+/// A block with one dialog parameter: rows, columns, values.
+class Parameter
+{
+public:
+    explicit Parameter(std::vector<double> content) : content_(std::move(content))
+    {
+        block_.sfcnParams = {1, &data_};
+    }
+    operator const SimStruct*() const { return &block_; }
+
+private:
+    std::vector<double> content_;
+    double* data_ = content_.data();
+    SimStruct block_{};
+};
+
+TEST(BlockParameter, IsTruncatedToWhatIsAsked)
+{
+    struct
+    {
+        double value;
+        int32_t asInt;
+        char asChar;
+    } const rows[] = {{-2.9, -2, -2},
+                      {0.7, 0, 0},
+                      {321.0, 321, 65},
+                      {-1.0, -1, -1},
+                      {256.0, 256, 0},
+                      {2147483647.9, INT32_MAX, -1},
+                      {-2147483648.9, INT32_MIN, 0},
+                      {2147483648.0, INT32_MIN, 0},
+                      {std::nan(""), INT32_MIN, 0}};
+    for (const auto& row : rows) {
+        const Parameter parameter({1, 1, row.value});
+        EXPECT_EQ(row.asInt, qmParam_getInt(parameter, 0)) << row.value;
+        EXPECT_EQ(row.asInt != 0, qmParam_getBool(parameter, 0)) << row.value;
+        EXPECT_EQ(row.asChar, qmParam_getChar(parameter, 0)) << row.value;
+        const double same = qmParam_getDouble(parameter, 0);
+        EXPECT_EQ(0, std::memcmp(&row.value, &same, sizeof same)) << row.value;
+    }
+}
+
+template <typename Vector>
+auto taken(Vector* vector, void (*destroy)(Vector*))
+{
+    std::vector values(vector->val, vector->val + vector->len);
+    destroy(vector);
+    return values;
+}
+
+TEST(BlockParameter, GivesAVectorOfAllItsValues)
+{
+    const Parameter p({2, 3, -2.9, 0.7, 321, -1, 2.5, 0});
+    EXPECT_EQ((std::vector{-2, 0, 321, -1, 2, 0}), taken(qmParam_newIntVec(p, 0), qmParam_deleteIntVec));
+    EXPECT_EQ((std::vector{true, false, true, true, true, false}),
+              taken(qmParam_newBoolVec(p, 0), qmParam_deleteBoolVec));
+    EXPECT_EQ((std::vector{-2.9, 0.7, 321., -1., 2.5, 0.}),
+              taken(qmParam_newDoubleVec(p, 0), qmParam_deleteDoubleVec));
+    EXPECT_EQ((std::vector<char>{-2, 0, 65, -1, 2, 0}),
+              taken(qmParam_newCharVec(p, 0), qmParam_deleteCharVec));
+}
+
+TEST(BlockParameter, HasTheLow32BitsOfItsSizeAsLength)
+{
+    EXPECT_TRUE(taken(qmParam_newIntVec(Parameter({0, 5}), 0), qmParam_deleteIntVec).empty());
+    EXPECT_TRUE(taken(qmParam_newCharVec(Parameter({65536, 65536}), 0), qmParam_deleteCharVec).empty());
+    EXPECT_EQ((std::vector{1., 2., 3., 4., 5., 6.}),
+              taken(qmParam_newDoubleVec(Parameter({4294967302, 1, 1, 2, 3, 4, 5, 6}), 0),
+                    qmParam_deleteDoubleVec));
+    EXPECT_THROW(qmParam_newBoolVec(Parameter({32768, 65536}), 0), std::bad_alloc);
+}
+
+/// A block whose every field has a value that nobody sets, and a place for three ports.
+struct Block
+{
+    static constexpr int32_t kOld = 77;
+    SimStructInputPort in[3]{{kOld, kOld, {kOld}}, {kOld, kOld, {kOld}}, {kOld, kOld, {kOld}}};
+    SimStructOutputPort out[3]{{kOld}, {kOld}, {kOld}};
+    double time[2]{kOld, kOld}, offset[2]{kOld, kOld};
+    SimStruct s{{kOld, kOld, kOld, kOld, kOld, kOld, kOld, kOld, kOld, kOld, {kOld}, {kOld}},
+                {in, out},
+                {time, offset},
+                {3, nullptr}};
+};
+
+using Sizes = decltype(SimStruct::sizes);
+
+void expectSizes(const Sizes& expected, const Block& block)
+{
+    const Sizes& is = block.s.sizes;
+    EXPECT_EQ(0, std::memcmp(&expected, &is, sizeof is)) << testing::PrintToString(is);
+}
+
+TEST(BlockMask, OfASetupBlockHasNoPortsAndThatOfARegularOneKeepsThem)
+{
+    Block setup, regular, mismatch;
+    EXPECT_EQ(0, qmMaskInit_initSizesForSetupBlock(&setup.s, {3, 4, 5, 6}));
+    expectSizes({0, 0, 1, 3, 4, 5, 6, 0, 0, 10, {0}, {0}}, setup);
+    EXPECT_EQ(0, qmMaskInit_initSizesForRegularBlock(&regular.s, {3, 4, 5, 6}));
+    expectSizes({0, 0, 1, 3, 4, 5, 6, 0, 0, 2, {77}, {77}}, regular);
+    Sizes unchanged = mismatch.s.sizes;
+    unchanged.numSFcnParams = 4;
+    EXPECT_EQ(-1, qmMaskInit_initSizesForSetupBlock(&mismatch.s, {4, 4, 5, 6}));
+    expectSizes(unchanged, mismatch);
+    EXPECT_EQ(-1, qmMaskInit_initSizesForRegularBlock(&mismatch.s, {4, 4, 5, 6}));
+    expectSizes(unchanged, mismatch);
+}
+
+TEST(BlockMask, SetsAsManyPortsAsAsked)
+{
+    Block block;
+    qmMaskInit_setInputPorts(&block.s, 2, 5);
+    qmMaskInit_setOutputPorts(&block.s, 2, 6);
+    EXPECT_EQ(2, block.s.sizes.in.numInputPorts);
+    EXPECT_EQ(2, block.s.sizes.out.numOutputPorts);
+    const SimStructInputPort inputs[] = {{5, 1, {1}}, {5, 1, {1}}, {77, 77, {77}}};
+    const SimStructOutputPort outputs[] = {{6}, {6}, {77}};
+    EXPECT_EQ(0, std::memcmp(inputs, block.in, sizeof inputs));
+    EXPECT_EQ(0, std::memcmp(outputs, block.out, sizeof outputs));
+    block.s.portInfo = {};
+    qmMaskInit_setInputPorts(&block.s, -1, 5);
+    qmMaskInit_setOutputPorts(&block.s, 0, 5);
+    EXPECT_EQ(-1, block.s.sizes.in.numInputPorts);
+    EXPECT_EQ(0, block.s.sizes.out.numOutputPorts);
+}
+
+TEST(BlockMask, OffsetsOnlyAnInheritedSampleTime)
+{
+    Block block;
+    qmMaskInit_initSampleTimesForRegularBlock(&block.s, 0.001);
+    EXPECT_EQ((std::vector{0.001, 77., 0., 77.}),
+              (std::vector{block.time[0], block.time[1], block.offset[0], block.offset[1]}));
+    qmMaskInit_initSampleTimesForSetupBlock(&block.s);
+    EXPECT_EQ((std::vector{-1., 1.}), (std::vector{block.time[0], block.offset[0]}));
+}
+
+}  // namespace
