@@ -10,20 +10,16 @@ namespace {
 
 using testing::ExitedWithCode;
 
-void say(void* word)
+void add(char word)
 {
-    (void)std::fputs(static_cast<const char*>(word), stderr);
-}
-
-void add(const char* word)
-{
-    static char words[] = "A\0B\0C\0";
-    qm_add_exit_handler(say, words + 2 * (*word - 'A'));
+    static char words[] = "A\0B\0C";
+    qm_add_exit_handler([](void* text) { (void)std::fputs(static_cast<char*>(text), stderr); },
+                        words + 2 * (word - 'A'));
 }
 
 void addC(void* /*argument*/)
 {
-    add("C");
+    add('C');
 }
 
 /// What the process that does this says from its log and its exit handlers when it exits.
@@ -57,11 +53,11 @@ TEST_P(ExitHandlers, RunOnceInOrderOfRegistration)
 INSTANTIATE_TEST_SUITE_P(
     , ExitHandlers,
     testing::Values(
-        Exit{"None", [] {}, "exit:$"}, Exit{"Two", [] { add("A"), add("B"); }, "exit:AB run$"},
-        Exit{"AddedByTheFirst", [] { qm_add_exit_handler(addC, nullptr), add("B"); }, "exit:BC run$"},
-        Exit{"AddedByTheLast", [] { add("A"), qm_add_exit_handler(addC, nullptr); }, "exit:AC run$"},
-        Exit{"RunByHand", [] { add("A"), qm_exit_handler(); }, "exit:A run run$"},
-        Exit{"AddedAfterARunByHand", [] { add("A"), qm_exit_handler(), add("B"); }, "exit:AB run run run$"}),
+        Exit{"None", [] {}, "exit:$"}, Exit{"Two", [] { add('A'), add('B'); }, "exit:AB run$"},
+        Exit{"AddedByTheFirst", [] { qm_add_exit_handler(addC, nullptr), add('B'); }, "exit:BC run$"},
+        Exit{"AddedByTheLast", [] { add('A'), qm_add_exit_handler(addC, nullptr); }, "exit:AC run$"},
+        Exit{"RunByHand", [] { add('A'), qm_exit_handler(); }, "exit:A run run$"},
+        Exit{"AddedAfterARunByHand", [] { add('A'), qm_exit_handler(), add('B'); }, "exit:AB run run run$"}),
     [](const auto& exit) { return exit.param.name; });
 
 }  // namespace

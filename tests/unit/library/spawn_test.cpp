@@ -30,7 +30,7 @@ std::string spawn(const std::string& path, const std::string& name, const std::s
 
 TEST(SpawnedExecutable, HasItsPathAloneAndNoEnvironment)
 {
-    EXPECT_EQ("", spawn("/usr/bin", "env", ""));
+    EXPECT_EQ("", spawn("/usr/bin", "env", ""));  // which would list it, or start its argument
     const std::string files = "/proc/self/cmdline /proc/self/environ";
     const char expected[] = "/usr/bin/cat\0/proc/self/cmdline\0/proc/self/environ";
     EXPECT_EQ(std::string(expected, sizeof expected), spawn("/usr/bin", "cat", files));
