@@ -11,6 +11,7 @@
 #include <array>
 #include <cstring>
 #include <span>
+#include <string_view>
 #include <utility>
 
 namespace qm::persistent {
@@ -106,8 +107,8 @@ bool addToList(const char* name, const ShMem& shMem)
     memDesc* const desc = initDesc(shMem.mapping, kUnit, 0);
     desc->fileDesc = shMem.file.get();
     desc->totalSize = kUnit;
-    std::strncpy(descList[entry].name, name, kNameSize);
-    descList[entry].desc = desc;
+    descList[entry] = {.name = {}, .padding = {}, .desc = desc};
+    std::string_view(name).copy(descList[entry].name, kNameSize - 1);
     publish(*ListLength, entry + 1);
     names.add(descList, entry);
     return true;

@@ -14,28 +14,35 @@ namespace qm::persistent {
 
 namespace {
 
-uint64_t fileSize(int object)
+uint64_t sizeOf(int object)
 {
     struct stat status
     {};
     return ::fstat(object, &status) == 0 ? static_cast<uint64_t>(status.st_size) : 0;
 }
 
+/// An object's file.
+struct File
+{
+    int descriptor;
+    uint64_t size;
+};
+
 /// The descriptor at an offset of the file; errno when there is none.
-std::optional<memDesc> readDesc(int object, uint64_t offset)
+std::optional<memDesc> readDesc(const File& file, uint64_t offset)
 {
     // Touching a mapping beyond the file's end would end the process.
-    if (offset + sizeof(memDesc) > fileSize(object)) {
+    if (offset + sizeof(memDesc) > file.size) {
         errno = ENXIO;
         return std::nullopt;
     }
-    const void* const mapping =
-        ::mmap(nullptr, sizeof(memDesc), PROT_READ, MAP_SHARED, object, static_cast<off_t>(offset));
+    void* const mapping =
+        ::mmap(nullptr, sizeof(memDesc), PROT_READ, MAP_SHARED, file.descriptor, static_cast<off_t>(offset));
     if (mapping == MAP_FAILED) return std::nullopt;
     memDesc desc{};
     std::memcpy(&desc, mapping, sizeof desc);
     // Released at once: it could lie where a fragment has to be.
-    (void)::munmap(const_cast<void*>(mapping), sizeof desc);
+    (void)::munmap(mapping, sizeof desc);
     return desc;
 }
 
@@ -49,36 +56,38 @@ bool isSound(const memDesc& desc, uint64_t bytesOfFile)
            used <= desc.size;
 }
 
-bool reportWrongAddress(const void* got, const void* expected)
+void reportWrongAddress(const void* got, const void* expected)
 {
     qm_printf(qm_debug, "mmap 2 failed: got 0x%16llX, expected 0x%16llX\n",
               static_cast<unsigned long long>(reinterpret_cast<uintptr_t>(got)),
               static_cast<unsigned long long>(reinterpret_cast<uintptr_t>(expected)));
-    return false;
 }
 
-/// Maps the fragment at a file offset, which must be recorded to lie at `expected`.
-bool mapFragment(int object, uint64_t offset, memDesc* expected)
+/// Maps the fragment at a file offset, which must be recorded to lie at `expected`; its descriptor.
+std::optional<memDesc> mapFragment(const File& file, uint64_t offset, memDesc* expected)
 {
-    const auto desc = readDesc(object, offset);
+    const auto desc = readDesc(file, offset);
     if (!desc) {
         qm_printf(qm_debug, "mmap 1 failed: %s\n", std::strerror(errno));
-        return false;
+        return std::nullopt;
     }
-    if (desc->address != reinterpret_cast<char*>(expected))
-        return reportWrongAddress(desc->address, expected);
+    if (desc->address != reinterpret_cast<char*>(expected)) {
+        reportWrongAddress(desc->address, expected);
+        return std::nullopt;
+    }
     void* mapping = MAP_FAILED;
-    if (isSound(*desc, fileSize(object) - offset))
-        mapping = mapAt(expected, object, offset, desc->size);
+    if (isSound(*desc, file.size - offset))
+        mapping = mapAt(expected, file.descriptor, offset, desc->size);
     else
         errno = EINVAL;
+    if (mapping == expected) return desc;
     if (mapping == MAP_FAILED) {
         qm_printf(qm_debug, "mmap 2 failed: %s\n", std::strerror(errno));
-        return false;
+    } else {
+        (void)::munmap(mapping, desc->size);
+        reportWrongAddress(mapping, expected);
     }
-    if (mapping == expected) return true;
-    (void)::munmap(mapping, desc->size);
-    return reportWrongAddress(mapping, expected);
+    return std::nullopt;
 }
 
 void unmap(memDesc* first, std::size_t count)
@@ -91,42 +100,56 @@ void unmap(memDesc* first, std::size_t count)
     }
 }
 
+/// What the fragments of an object have come to.
+struct Chain
+{
+    std::size_t count = 0;
+    uint64_t size = 0;
+    uint64_t lastSize = 0;
+};
+
 /// Whether the object's recorded size is that of its fragments. A process that died when it had linked a new
 /// fragment has not counted it; that is made good.
-bool settleTotalSize(memDesc& first, uint64_t size, uint64_t lastSize)
+bool settleTotalSize(memDesc& first, uint32_t recorded, const Chain& chain)
 {
-    if (first.totalSize == size) return true;
-    if (size == lastSize || first.totalSize != size - lastSize || size > UINT32_MAX) return false;
-    first.totalSize = static_cast<uint32_t>(size);
+    if (recorded == chain.size) return true;
+    if (chain.count == 1 || recorded != chain.size - chain.lastSize || chain.size > UINT32_MAX) return false;
+    first.totalSize = static_cast<uint32_t>(chain.size);
     return true;
+}
+
+void reportFragment(uint64_t offset)
+{
+    if (offset == 0)
+        qm_printf(qm_debug, "Open main fragment failed\n");
+    else
+        qm_printf(qm_debug, "Open fragment at offset 0x%X failed\n", static_cast<unsigned>(offset));
 }
 
 }  // namespace
 
 bool mapFragments(int object, memDesc* first)
 {
-    uint64_t offset = 0;
-    uint64_t lastSize = 0;
-    std::size_t count = 0;
+    const File file{object, sizeOf(object)};
+    Chain chain;
+    uint32_t recordedSize = 0;
     memDesc* desc = first;
-    // Ends with the file, whatever the fragments' links say: each one takes its share of it.
+    // Ends with the file, whatever the fragments' links say: each one takes its share of it. What has been
+    // mapped is not touched, which saves a page fault a fragment.
     do {
-        if (!mapFragment(object, offset, desc)) {
-            if (count == 0)
-                qm_printf(qm_debug, "Open main fragment failed\n");
-            else
-                qm_printf(qm_debug, "Open fragment at offset 0x%X failed\n", static_cast<unsigned>(offset));
-            unmap(first, count);
+        const auto found = mapFragment(file, chain.size, desc);
+        if (!found) {
+            reportFragment(chain.size);
+            unmap(first, chain.count);
             return false;
         }
-        ++count;
-        lastSize = desc->size;
-        offset += lastSize;
-        desc = desc->nextDesc;
+        if (chain.count == 0) recordedSize = found->totalSize;
+        chain = {chain.count + 1, chain.size + found->size, found->size};
+        desc = found->nextDesc;
     } while (desc != nullptr);
-    if (settleTotalSize(*first, offset, lastSize)) return true;
-    qm_printf(qm_debug, "Open main fragment failed\n");
-    unmap(first, count);
+    if (settleTotalSize(*first, recordedSize, chain)) return true;
+    reportFragment(0);
+    unmap(first, chain.count);
     return false;
 }
 
@@ -137,7 +160,7 @@ void unmapFragments(memDesc* first)
 
 bool beginsWith(int object, const memDesc& desc)
 {
-    const auto found = readDesc(object, 0);
+    const auto found = readDesc({object, sizeOf(object)}, 0);
     return found && std::memcmp(&*found, &desc, sizeof desc) == 0;
 }
 
