@@ -10,12 +10,17 @@
 #include <qm/dma.h>
 #include <qm/error.h>
 #include <qm/interrupts.h>
+#include <qm/io_module.h>
 #include <qm/lifecycle.h>
 #include <qm/log.h>
+#include <qm/mask_init.h>
+#include <qm/model_init.h>
+#include <qm/param.h>
 #include <qm/paths.h>
 #include <qm/pci.h>
 #include <qm/pci_access.h>
 #include <qm/pci_topology.h>
+#include <qm/persistent_memory.h>
 #include <qm/port_io.h>
 #include <qm/registry.h>
 #include <qm/target.h>

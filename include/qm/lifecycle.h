@@ -1,6 +1,6 @@
 /**
  * @file
- * Hooks into a model's life: early initialisation and start callbacks.
+ * Hooks into a model's life: early initialisation, start callbacks, exit handlers; and helper programs.
  */
 #ifndef QM_LIFECYCLE_H
 #define QM_LIFECYCLE_H
@@ -60,6 +60,43 @@ QM_API void* qm_early_init_get_blkInfo2(void);
  * Errors: none are reported. Real-time safe: no (the platform may allocate). Thread-safe: as the platform is.
  */
 QM_API void qm_add_start_callback(void (*callback)(void*), void* argument, int priority);
+
+/**
+ * Registers a function that runs when the process exits, however many there are. They run in the order in
+ * which they were registered, the reverse of atexit()'s, at the place among atexit()'s handlers that the
+ * first of them has. A handler may register another one, which runs last.
+ *
+ * @param handler  The function, not null.
+ * @param argument Passed to it; it stays the caller's.
+ * @return Nothing.
+ *
+ * Errors: none are reported; the process ends when out of memory.
+ * Real-time safe: no (allocates). Thread-safe: no (model start-up only).
+ */
+QM_API void qm_add_exit_handler(void (*handler)(void*), void* argument);
+
+/**
+ * Runs and forgets the registered exit handlers. The process does so itself when it exits.
+ *
+ * @return Nothing.
+ *
+ * Errors: none. Real-time safe: no (frees). Thread-safe: no (process exit only).
+ */
+QM_API void qm_exit_handler(void);
+
+/**
+ * Starts a program as a child process with an empty environment. PATH is not searched.
+ *
+ * @param path           The program's directory.
+ * @param executableName The program's file name; joined with the directory at most 99 characters.
+ * @param options        Its arguments, separated by blanks; words after the 18th are left out.
+ * @return The child's process identifier, or -1. The child is the caller's to wait for; it inherits the
+ * calling thread's priority, CPUs and signal mask.
+ *
+ * Errors: log lines "qm_spawnExecutable(): Executable path too long" and "posix_spawn() failed: REASON" at
+ * info level. Real-time safe: no (starts a process). Thread-safe: yes.
+ */
+QM_API int qm_spawnExecutable(const char* path, const char* executableName, const char* options);
 
 QM_END_C
 

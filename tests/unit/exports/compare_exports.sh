@@ -14,7 +14,7 @@ cat "$headers"/qm/*.h | sed '/^#define/d' | tr '\n' ' ' | grep -o 'QM_API [^;(]*
 
 [ -s "$names/list" ] || { echo "$list is empty"; exit 1; }
 status=0
-for other in library headers; do
-    diff -u --label "$list" --label "$other" "$names/list" "$names/$other" || status=1
-done
+diff -u --label "$list" --label library "$names/list" "$names/library" || status=1
+# Headers have the members of classes by their bare names.
+c++filt -p <"$names/list" | sed 's/.*:://' | sort | diff -u --label "$list" --label headers - "$names/headers" || status=1
 exit $status
