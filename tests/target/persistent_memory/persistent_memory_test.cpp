@@ -262,7 +262,8 @@ TEST_F(PersistentMemory, OfAnEarlierSizeIsEnlarged)
 
 TEST_F(PersistentMemory, GetsItsAddressesInEveryProgram)
 {
-    if (__asan_init != nullptr) GTEST_SKIP() << "the sanitizer's shadow covers the region: addresses are chance";
+    if (__asan_init != nullptr)
+        GTEST_SKIP() << "the sanitizer's shadow covers the region: addresses are chance";
     const std::string probe = QM_PROBE;
     int run = 0;
     for (const std::string& command :
