@@ -5,6 +5,7 @@
 #include <sys/mman.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 
 namespace qm::persistent {
@@ -12,13 +13,19 @@ namespace qm::persistent {
 namespace {
 
 constexpr uintptr_t kHint = 0x7700000000;
-constexpr uintptr_t kTries = 256;
+constexpr uintptr_t kTries = 64;
 /// Objects lie above what the directory may be given, so that it never takes a place recorded for one.
-constexpr uintptr_t kObjectsBegin = kHint + 2 * kTries * kUnit;
-constexpr uintptr_t kObjectsEnd = 0x8000000000;
+constexpr uintptr_t kObjects = 2 * kTries * kUnit;
 
-/// End of the highest piece of an object in the region.
-uintptr_t objectsTop = kObjectsBegin;
+struct Region
+{
+    uintptr_t begin;
+    uintptr_t size;
+    uintptr_t used;  ///< by objects: end of the highest piece, counted from begin
+};
+
+/// The second one is for programs that have something else at the first, as the address sanitizer has.
+std::array<Region, 2> regions = {{{kHint, 0x900000000, kObjects}, {0x200000000000, 0x10000000000, kObjects}}};
 
 void* map(uintptr_t address, int flags, int file, std::size_t offset, std::size_t size)
 {
@@ -27,10 +34,22 @@ void* map(uintptr_t address, int flags, int file, std::size_t offset, std::size_
 }
 
 /// Tries one address after the other, because the kernel takes a hint that is in use for none at all.
-void* mapFrom(uintptr_t address, int file, std::size_t offset, std::size_t size)
+void* mapFrom(uintptr_t begin, int file, std::size_t offset, std::size_t size)
 {
-    for (uintptr_t tries = 0; tries < kTries; ++tries, address += kUnit) {
-        void* const mapping = map(address, MAP_FIXED_NOREPLACE, file, offset, size);
+    void* mapping = MAP_FAILED;
+    for (uintptr_t address = begin; address < begin + kTries * kUnit; address += kUnit) {
+        mapping = map(address, MAP_FIXED_NOREPLACE, file, offset, size);
+        if (mapping != MAP_FAILED || errno != EEXIST) break;
+    }
+    return mapping;
+}
+
+/// Maps at a region's place for the directory, or for objects.
+template <typename Place>
+void* mapInRegions(Place place, int file, std::size_t offset, std::size_t size)
+{
+    for (const Region& region : regions) {
+        void* const mapping = mapFrom(region.begin + place(region), file, offset, size);
         if (mapping != MAP_FAILED || errno != EEXIST) return mapping;
     }
     return map(kHint, 0, file, offset, size);
@@ -39,20 +58,21 @@ void* mapFrom(uintptr_t address, int file, std::size_t offset, std::size_t size)
 void keepTop(const void* mapping, std::size_t size)
 {
     const auto begin = reinterpret_cast<uintptr_t>(mapping);
-    if (begin < kObjectsBegin || begin >= kObjectsEnd) return;
-    objectsTop = std::max(objectsTop, begin + size);
+    for (Region& region : regions)
+        if (begin >= region.begin && begin - region.begin < region.size)
+            region.used = std::max(region.used, begin - region.begin + size);
 }
 
 }  // namespace
 
 void* mapDirectory(int file, std::size_t size)
 {
-    return mapFrom(kHint, file, 0, size);
+    return mapInRegions([](const Region&) { return uintptr_t{0}; }, file, 0, size);
 }
 
 void* mapNew(int file, std::size_t offset, std::size_t size)
 {
-    void* const mapping = mapFrom(objectsTop, file, offset, size);
+    void* const mapping = mapInRegions([](const Region& region) { return region.used; }, file, offset, size);
     if (mapping != MAP_FAILED) keepTop(mapping, size);
     return mapping;
 }

@@ -1,5 +1,5 @@
 // A model may be killed at any moment; what it was given before is there in the next run. QM_KILLS in the
-// environment is the number of kills, 400 if there is none.
+// environment is the number of kills, 300 if there is none.
 
 #include "memory_world.hpp"
 #include <qm.h>
@@ -88,7 +88,7 @@ int live(Journal& journal, unsigned seed)
 int kills()
 {
     const char* const wanted = std::getenv("QM_KILLS");
-    return wanted == nullptr ? 400 : std::atoi(wanted);
+    return wanted == nullptr ? 300 : std::atoi(wanted);
 }
 
 }  // namespace

@@ -257,7 +257,6 @@ TEST_F(PersistentMemory, OfAnEarlierSizeIsEnlarged)
     EXPECT_LE(512U + 1023U * 64U, fs::file_size(pathOf(kMain)));
 }
 
-#ifndef __SANITIZE_ADDRESS__  // whose shadow has the region; every address is then the kernel's choice
 TEST_F(PersistentMemory, GetsItsAddressesInEveryProgram)
 {
     const std::string probe = QM_PROBE;
@@ -270,6 +269,5 @@ TEST_F(PersistentMemory, GetsItsAddressesInEveryProgram)
         EXPECT_EQ(std::to_string(++run * 200) + "\n", out.text()) << command;
     }
 }
-#endif
 
 }  // namespace qm::test
