@@ -171,7 +171,7 @@ TEST_F(RealTime, RegistryLookUpsStayInUserSpace)
 TEST_F(RealTime, LocksThatAreFreeAndShortWaitsStayInUserSpace)
 {
     void* const mutex = qm_createMutex(true);  // unlocked all the same
-    void* const semaphore = qm_createSemaphore(0);
+    static void* const semaphore = qm_createSemaphore(0);  // its storage is never freed
     qm_signalBaseRateSync();
     EXPECT_THAT(callsOf([&] {
                     qm_lockMutex(mutex);
