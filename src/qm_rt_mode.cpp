@@ -138,7 +138,8 @@ void QuillmarkRTService::start()
     setLedPulsePeriod(kLedPeriodOfARun);
     if (!os_rt_cpus_.isOpen() || !os_dis_hrtimer_.isOpen()) return;
 
-    const ModelInfo model = getModelInstanceModelInfo();
+    // A copy: a host platform may hand out a temporary.
+    const ModelInfo model = getModelInstanceModelInfo();  // NOLINT(performance-unnecessary-copy-initialization)
     const TaskInfo& baseRate = model.tasks_.front();
     const TriggerMode trigger = baseRate.trigmode_;
     const bool isPeriodic = baseRate.mode_ == TimingMode::PERIODIC;
