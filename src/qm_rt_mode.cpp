@@ -139,7 +139,8 @@ void QuillmarkRTService::start()
     if (!os_rt_cpus_.isOpen() || !os_dis_hrtimer_.isOpen()) return;
 
     // A copy: a host platform may hand out a temporary.
-    const ModelInfo model = getModelInstanceModelInfo();  // NOLINT(performance-unnecessary-copy-initialization)
+    // NOLINTNEXTLINE(performance-unnecessary-copy-initialization)
+    const ModelInfo model = getModelInstanceModelInfo();
     const TaskInfo& baseRate = model.tasks_.front();
     const TriggerMode trigger = baseRate.trigmode_;
     const bool isPeriodic = baseRate.mode_ == TimingMode::PERIODIC;
