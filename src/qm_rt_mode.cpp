@@ -138,6 +138,8 @@ void QuillmarkRTService::start()
     setLedPulsePeriod(kLedPeriodOfARun);
     if (!os_rt_cpus_.isOpen() || !os_dis_hrtimer_.isOpen()) return;
 
+    // A copy: a host platform may hand out a temporary.
+    // NOLINTNEXTLINE(performance-unnecessary-copy-initialization)
     const ModelInfo model = getModelInstanceModelInfo();
     const TaskInfo& baseRate = model.tasks_.front();
     const TriggerMode trigger = baseRate.trigmode_;

@@ -4,7 +4,6 @@ namespace demo {
 
 namespace {
 
-constexpr uint32_t kDmaRunning = 0x1;
 constexpr int kDmaWaits = 100;  // a transfer takes about 100 ms
 constexpr double kDmaWait = 0.01;
 

@@ -32,6 +32,9 @@ enum class Register : std::size_t
     dmaCommand = 0x98
 };
 
+/// Bit of the DMA command that starts a transfer and reads 1 until it ends.
+constexpr uint32_t kDmaRunning = 0x1;
+
 /// Causes of an interrupt.
 constexpr uint32_t kRaised = 0x001;
 constexpr uint32_t kDmaDone = 0x100;

@@ -10,7 +10,7 @@ constexpr uint32_t kBytes = 2048;  // of the board's 4096, of which the emulated
 constexpr uint32_t kBoardMemory = 0x40000;
 
 /// Bits of the DMA command.
-constexpr uint32_t kStart = 0x1;
+constexpr uint32_t kToBoard = 0x0;
 constexpr uint32_t kFromBoard = 0x2;
 constexpr uint32_t kInterruptWhenDone = 0x4;
 
@@ -49,7 +49,7 @@ void DmaBlock::step()
     for (uint32_t i = 0; i < kBytes; ++i)
         buffer_[i] = pattern(i);
     state_ = State::toBoard;
-    transferToBoard();
+    transfer(busAddress_, kBoardMemory, kToBoard);
 }
 
 void DmaBlock::transferred()
@@ -58,27 +58,19 @@ void DmaBlock::transferred()
     if (state_ == State::toBoard) {
         std::memset(buffer_, 0, kBytes);
         state_ = State::fromBoard;
-        transferFromBoard();
+        transfer(kBoardMemory, busAddress_, kFromBoard);
     } else {
         verify();
         state_ = State::idle;
     }
 }
 
-void DmaBlock::transferToBoard()
+void DmaBlock::transfer(uint32_t source, uint32_t destination, uint32_t direction)
 {
-    board_->write(Register::dmaSource, busAddress_);
-    board_->write(Register::dmaDestination, kBoardMemory);
+    board_->write(Register::dmaSource, source);
+    board_->write(Register::dmaDestination, destination);
     board_->write(Register::dmaCount, kBytes);
-    board_->write(Register::dmaCommand, kStart | kInterruptWhenDone);
-}
-
-void DmaBlock::transferFromBoard()
-{
-    board_->write(Register::dmaSource, kBoardMemory);
-    board_->write(Register::dmaDestination, busAddress_);
-    board_->write(Register::dmaCount, kBytes);
-    board_->write(Register::dmaCommand, kStart | kFromBoard | kInterruptWhenDone);
+    board_->write(Register::dmaCommand, kDmaRunning | direction | kInterruptWhenDone);
 }
 
 void DmaBlock::verify()

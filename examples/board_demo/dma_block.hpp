@@ -33,8 +33,7 @@ private:
         fromBoard
     };
 
-    void transferToBoard();
-    void transferFromBoard();
+    void transfer(uint32_t source, uint32_t destination, uint32_t direction);
     void verify();
     [[nodiscard]] uint8_t pattern(uint32_t at) const;
 

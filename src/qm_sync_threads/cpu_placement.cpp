@@ -1,9 +1,8 @@
-#include "qm_common/clean_up_scope.hpp"
+#include "qm_common/directory.hpp"
 #include "qm_root.hpp"
 #include <qm/log.h>
 #include <qm/threads.h>
 
-#include <dirent.h>
 #include <pthread.h>
 #include <sched.h>
 #include <unistd.h>
@@ -11,7 +10,6 @@
 #include <cctype>
 #include <cerrno>
 #include <cstdlib>
-#include <memory>
 #include <new>
 #include <vector>
 
@@ -46,20 +44,11 @@ int failWith(int error)
     return -1;
 }
 
-struct CloseDirectory
-{
-    void operator()(DIR* directory) const
-    {
-        const qm::CleanUpScope cleanUp;
-        ::closedir(directory);
-    }
-};
-
 /// 0, or the error number.
 int collectOtherThreads(std::vector<pid_t>& others)
 try {
     const pid_t self = ::gettid();
-    const std::unique_ptr<DIR, CloseDirectory> tasks(::opendir(kTasks));
+    const qm::Directory tasks = qm::openDirectory(kTasks);
     if (tasks == nullptr) return errno;
     errno = 0;
     others.reserve(kFirstCapacity);

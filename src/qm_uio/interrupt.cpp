@@ -21,7 +21,7 @@ int refuse(const char* text, int result)
     return result;
 }
 
-/// Why the last call failed. A short transfer leaves no reason of its own: errno was cleared before the call.
+/// Why the last call failed. A short transfer leaves no reason of its own: errno is 0 then.
 int reason()
 {
     return errno != 0 ? errno : EIO;
@@ -37,8 +37,9 @@ int fail(const char* what)
 
 ssize_t writeCommand(const qm_InterruptContext& context)
 {
-    errno = 0;
-    return ::pwrite(context.configfd, &context.command_high, 1, kUpperCommandByte);
+    const ssize_t written = ::pwrite(context.configfd, &context.command_high, 1, kUpperCommandByte);
+    if (written == 0) errno = 0;
+    return written;
 }
 
 bool writeWord(int file, uint32_t word)
@@ -105,10 +106,10 @@ int qm_uio_interruptAttach(qm_InterruptContext* context)
 int qm_uio_interruptWait(qm_InterruptContext* context)
 {
     if (context == nullptr) return refuse("Invalid nullptr passed for context", -EINVAL);
-    errno = 0;
     const ssize_t size = ::read(context->uiofd, &context->intCount, sizeof context->intCount);
-    if (size != ssize_t{sizeof context->intCount}) return fail("Interrupt Wait: Failed to read UIO device");
-    return 0;
+    if (size == ssize_t{sizeof context->intCount}) return 0;
+    if (size >= 0) errno = 0;
+    return fail("Interrupt Wait: Failed to read UIO device");
 }
 
 int qm_uio_enableInterrupt(qm_InterruptContext* context)

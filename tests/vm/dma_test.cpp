@@ -71,7 +71,7 @@ TEST_F(DmaBuffers, LieInOnePieceWhereThePageMapSays)
 {
     const Buffer buffer(4097);
     ASSERT_NE(0U, buffer.busAddress);
-    for (const std::size_t offset : {0, 4096}) {
+    for (const std::size_t offset : {0U, 4096U}) {
         buffer.bytes[offset] = 1;  // a page has a place from the first touch on
         EXPECT_EQ(buffer.busAddress + offset, qm_getPhysicalBufferAddr(buffer.bytes + offset)) << offset;
     }

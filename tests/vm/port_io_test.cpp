@@ -43,7 +43,7 @@ TEST(OtherPort, EndsTheProcessThatHasNotAskedForIt)
         (void)qm_inpB(port);
         ::_exit(0);
     };
-    for (const uintptr_t port : {0xCF4, 0xCF9, 0xCFD})
+    for (const uintptr_t port : {0xCF4U, 0xCF9U, 0xCFDU})
         EXPECT_EXIT(readFrom(port), testing::ExitedWithCode(kFaulted), "") << port;
 }
 

@@ -39,7 +39,8 @@ TEST(ModelBaseDir, EndsBeforeTheFirstBinDirectoryOfThePathThatFits)
                                                   {"/opt/bin/model", "-1|/opt/bin", 9U}}) {
         fs::remove("/proc/self/exe");
         fs::create_symlink(program, "/proc/self/exe");
-        EXPECT_EQ(expected, filled([size](char* path) { return qm_getModelBaseDir(path, size); }, size, 0));
+        EXPECT_EQ(expected,
+                  filled([size = size](char* path) { return qm_getModelBaseDir(path, size); }, size, 0));
         EXPECT_STREQ("", pQmErrorStr);
     }
     fs::remove("/proc/self/exe");

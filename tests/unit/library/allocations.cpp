@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <new>
 
 // Where a sanitizer has its own version, this stays next in line.
 extern "C" void* sanitizersMalloc(std::size_t) __asm__("__interceptor_malloc") __attribute__((weak));
@@ -36,6 +37,10 @@ extern "C" void* malloc(std::size_t size) noexcept
 
 // A sanitizer's own new does not come by malloc.
 void* operator new(std::size_t size)
+{
+    return std::malloc(size);
+}
+void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept
 {
     return std::malloc(size);
 }

@@ -6,6 +6,7 @@
 #include <slrealtime/Standalone.hpp>
 
 #include <gmock/gmock.h>
+#include <sys/io.h>
 #include <sys/mman.h>
 #include <sys/ptrace.h>
 #include <sys/syscall.h>
@@ -18,6 +19,7 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <ucontext.h>
 #include <vector>
 
 namespace {
@@ -152,6 +154,20 @@ TEST_F(RealTime, TheServicesStayInUserSpaceAroundAStep)
                 IsEmpty());
 }
 
+TEST_F(RealTime, APortIsReadByOneInstruction)
+{
+    constexpr unsigned port = 0x80;
+    struct sigaction skip
+    {};
+    skip.sa_flags = SA_SIGINFO;
+    skip.sa_sigaction = [](int, siginfo_t*, void* at) {
+        ++static_cast<ucontext_t*>(at)->uc_mcontext.gregs[REG_RIP];
+    };
+    (void)sigaction(SIGSEGV, &skip, nullptr);  // without the right to read it the instruction faults
+    const auto refused = ioperm(port, 1, 1) != 0 ? std::vector<long>{SYS_rt_sigreturn} : std::vector<long>{};
+    EXPECT_EQ(refused, callsOf([] { (void)qm_inpB(port); }));
+}
+
 TEST_F(RealTime, RegistryLookUpsStayInUserSpace)
 {
     qm_mod_info* const module = qm_module_register(kType, kId);
@@ -170,8 +186,8 @@ TEST_F(RealTime, RegistryLookUpsStayInUserSpace)
 
 TEST_F(RealTime, LocksThatAreFreeAndShortWaitsStayInUserSpace)
 {
-    void* const mutex = qm_createMutex(true);  // unlocked all the same
-    void* const semaphore = qm_createSemaphore(0);
+    void* const mutex = qm_createMutex(true);              // unlocked all the same
+    static void* const semaphore = qm_createSemaphore(0);  // its storage is never freed
     qm_signalBaseRateSync();
     EXPECT_THAT(callsOf([&] {
                     qm_lockMutex(mutex);

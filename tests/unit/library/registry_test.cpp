@@ -160,7 +160,6 @@ TEST(Registry, AnIndexWithoutATableForItFails)
     EXPECT_EQ(nullptr, qm_block_register(module, 0, UINT32_MAX));
     EXPECT_EQ(failed + "block list\n", pQmErrorStr);
     EXPECT_EQ(module, qm_module_get_single(0, 0));
-    qm_module_unregister(0, 0);
 }
 
 /// A board with one block: everything that can be allocated is.
