@@ -15,8 +15,9 @@ auto& logged = *new qm::test::LogCapture;
 
 void printLog()
 {
-    for (const std::string& line : logged.linesFrom("debug"))
-        if (line.find("checksum") != line.npos || line.find("Tag model run") != line.npos)
+    for (const std::string& line : logged.lines())
+        if (!line.starts_with("trace ") &&
+            (line.find("checksum") != line.npos || line.find("Tag model run") != line.npos))
             (void)std::puts(line.c_str());
 }
 

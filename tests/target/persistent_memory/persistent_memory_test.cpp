@@ -92,7 +92,7 @@ TEST_F(PersistentMemory, GrowsByFragmentsUpTo4GiB)
         EXPECT_EQ(asNumber(giant), peek("a", 3 * kUnit + kRoot));
         giant[0x7FFFFFFE] = 'l';
         EXPECT_EQ(root, get("a"));
-        EXPECT_THAT(log.linesFrom("info"), IsEmpty());
+        EXPECT_THAT(log.notes(), IsEmpty());
 
         log.clear();
         const uint64_t total = peek("a", kTotalSize, 4);
@@ -142,9 +142,8 @@ TEST_F(PersistentMemory, RefusesNamesThatItCouldNotFindAgain)
                                         std::string("a/b"), std::string("/kept"), std::string(kMain)}) {
             log.clear();
             EXPECT_EQ(nullptr, alloc(name, 10));
-            EXPECT_THAT(
-                log.linesFrom("info"),
-                ElementsAre("error QM: Persistent memory not available: " + name + " - creating failed"));
+            EXPECT_THAT(log.notes(), ElementsAre("error QM: Persistent memory not available: " + name +
+                                                 " - creating failed"));
         }
         EXPECT_EQ(nullptr, qm_allocPersistentMemory(nullptr, 10));
         EXPECT_EQ(before, sharedObjects());
@@ -264,9 +263,8 @@ TEST_F(PersistentMemory, GetsItsAddressesInEveryProgram)
     for (const std::string& command :
          {probe, "setarch -R " + probe, probe + " 100", "setarch -R " + probe + " 100",
           "setarch -L " + probe + " 100", probe}) {
-        StreamCapture out(1);
-        EXPECT_EQ(0, std::system(command.c_str())) << command;
-        EXPECT_EQ(std::to_string(++run * 200) + "\n", out.text()) << command;
+        const auto shown = standardOutputOf([&] { EXPECT_EQ(0, std::system(command.c_str())) << command; });
+        EXPECT_EQ(std::to_string(++run * 200) + "\n", shown) << command;
     }
 }
 
