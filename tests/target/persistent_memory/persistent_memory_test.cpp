@@ -115,6 +115,13 @@ TEST_F(PersistentMemory, GrowsItsOwnFileInALaterRun)
             EXPECT_NE(nullptr, alloc("object" + std::to_string(i), 65000));
     });
     run([](LogCapture&) {
+        rlimit limit{};
+        (void)getrlimit(RLIMIT_NOFILE, &limit);
+        for (const rlim_t most : {rlim_t{256}, limit.rlim_cur}) {  // of which not every object keeps one
+            limit.rlim_cur = most;
+            EXPECT_EQ(0, setrlimit(RLIMIT_NOFILE, &limit));
+            EXPECT_NE(nullptr, get("object0"));
+        }
         std::vector<int> others;
         for (int i = 0; i < 300; ++i)
             others.push_back(memfd_create("other", MFD_CLOEXEC));
