@@ -56,9 +56,9 @@ int findByPci(const qm_PCIDevice& card, int channel, char* destination, size_t d
     if (const int refusal = collectNodes(ttys.get(), nodes); refusal != 0) return refusal;
     std::ranges::sort(nodes, qm::serial::doNaturalCompare);
 
-    if (channel < 0 || static_cast<std::size_t>(channel) >= nodes.size()) return kNoFit;
-    const std::string& node = nodes[static_cast<std::size_t>(channel)];
-    return copyIfItFits(node, destination, destinationSize) ? 0 : kNoFit;
+    const auto index = static_cast<std::size_t>(channel);  // a negative channel becomes one that is too large
+    if (index >= nodes.size()) return kNoFit;
+    return copyIfItFits(nodes[index], destination, destinationSize) ? 0 : kNoFit;
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <fmt/ranges.h>
 #include <sys/stat.h>
 
+#include <functional>
 #include <map>
 #include <regex>
 #include <termios.h>
@@ -81,31 +82,27 @@ protected:
 };
 
 /** A look-up's result and what it left in its destination, with "." for the terminator. */
-std::string outcome(int result, std::string& text)
+std::string found(const std::function<int(char*)>& lookUp)
 {
+    std::string text(32, '#');
+    const int result = lookUp(text.data());
     std::ranges::replace(text, '\0', '.');
     return fmt::format("{} {}", result, text.substr(0, text.find_last_not_of('#') + 1));
 }
 
-std::string byPort(uint32_t port, size_t size = 32)
+TEST_F(Serial, APortIsFoundByItsAddressAsTheKernelWritesIt)
 {
-    std::string text(32, '#');
-    return outcome(qm_findSerialDeviceByPort(port, text.data(), size), text);
+    EXPECT_EQ("0 /dev/ttyS0.", found([](char* to) { return qm_findSerialDeviceByPort(0x3F8, to, 11); }));
+    EXPECT_EQ("-1 ", found([](char* to) { return qm_findSerialDeviceByPort(0x3F8, to, 10); })) << "no room";
+    EXPECT_EQ("0 /dev/ttyS3.", found([](char* to) { return qm_findSerialDeviceByPort(0xFF010000, to, 32); }));
+    EXPECT_EQ("-1 ", found([](char* to) { return qm_findSerialDeviceByPort(0x338, to, 32); })) << "no node";
 }
 
 std::string byPci(uint32_t bus, size_t channel, size_t size = 32)
 {
     qm_PCIDevice card{nullptr, nullptr, bus, 0x1c, {}, {}, {}, {}, 0, 0, 0, 0, 0};
-    std::string text(32, '#');
-    return outcome(qm_findSerialDeviceByPci(&card, static_cast<int>(channel), text.data(), size), text);
-}
-
-TEST_F(Serial, APortIsFoundByItsAddressAsTheKernelWritesIt)
-{
-    EXPECT_EQ("0 /dev/ttyS0.", byPort(0x3F8, 11));
-    EXPECT_EQ("-1 ", byPort(0x3F8, 10)) << "no room for the terminator";
-    EXPECT_EQ("0 /dev/ttyS3.", byPort(0xFF010000));
-    EXPECT_EQ("-1 ", byPort(0x338)) << "without a node";
+    const auto index = static_cast<int>(channel);
+    return found([&](char* to) { return qm_findSerialDeviceByPci(&card, index, to, size); });
 }
 
 TEST_F(Serial, ChannelsOfACardAreInNaturalOrderAndEveryRefusalHasItsCode)
@@ -194,6 +191,17 @@ TEST_F(Serial, APortKeepsOneDescriptorUntilItIsClosedConfiguredOrToBeClosedAfter
         "stop 1, cts 0 info QM: set 0 0 4 4275 5060 0",
         said(configure(B9600, None)));
     EXPECT_EQ(descriptors_, openDescriptors());
+}
+
+TEST_F(Serial, APortWithDescriptorZeroIsNeverClosed)
+{
+    const int standardInput = dup(0);
+    close(0);
+    EXPECT_EQ(0, qm_serial_port_open(1, O_RDWR));
+    EXPECT_EQ(0, qm_serial_port_close(1));
+    EXPECT_EQ("0 debug QM: [port 1] qm_serial_device_close : fd = 0", said(qm_serial_device_close(1)));
+    EXPECT_EQ(0, dup2(standardInput, 0));
+    close(standardInput);
 }
 
 TEST_F(Serial, ARefusalIsNamedAndKeepsItsReason)
