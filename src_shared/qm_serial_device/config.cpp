@@ -9,12 +9,15 @@
 namespace {
 
 constexpr std::array<tcflag_t, 4> cflag_data_bits = {CS5, CS6, CS7, CS8};
-constexpr std::array<tcflag_t, 2> cflag_cts_mode_Linux = {CLOCAL, CRTSCTS};  // deliberately not both
-
-// By parity: None, Even, Odd, Mark, Space.
-constexpr std::array<tcflag_t, 5> cflag_parity_Linux = {0, PARENB, PARENB | PARODD, PARENB | PARODD | CMSPAR,
-                                                        PARENB | CMSPAR};
+constexpr std::array<tcflag_t, 2> cflag_cts_mode_Linux = {CLOCAL, CRTSCTS};  // Deliberate: never both.
 constexpr std::array<tcflag_t, 5> iflag_parity = {0, INPCK, INPCK, INPCK, INPCK};
+constexpr std::array<tcflag_t, 5> cflag_parity_Linux = {
+    0,                         // None
+    PARENB,                    // Even
+    PARENB | PARODD,           // Odd
+    PARENB | PARODD | CMSPAR,  // Mark
+    PARENB | CMSPAR,           // Space
+};
 
 constexpr tcflag_t kOutputFlags = ONLCR;
 constexpr tcflag_t kLocalFlags = ECHOE | ECHOK | ECHOCTL | ECHOKE;

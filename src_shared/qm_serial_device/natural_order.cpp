@@ -39,7 +39,7 @@ bool doNaturalCompare(const std::string& a, const std::string& b)
     const auto bRuns = splitAlphaNum(b);
     for (std::size_t i = 0; i < std::min(aRuns.size(), bRuns.size()); ++i) {
         const auto order = compareRuns(aRuns[i], bRuns[i]);
-        if (order != 0) return order < 0;
+        if (std::is_neq(order)) return std::is_lt(order);
     }
     return aRuns.size() < bRuns.size();
 }

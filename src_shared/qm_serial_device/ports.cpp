@@ -25,7 +25,7 @@ int32_t& descriptorOf(int port)
     return fds[static_cast<std::size_t>(port) - 1];
 }
 
-/// Does not wait for a carrier: a port keeps from its last configuration that its modem's lines count.
+/// Never waits for a carrier, as a plain open does on a port that was last configured with flow control.
 int openWithoutWaiting(const char* node, int flags)
 {
     qm::FileDescriptor file(node, flags | O_NONBLOCK);
