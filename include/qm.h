@@ -23,6 +23,7 @@
 #include <qm/persistent_memory.h>
 #include <qm/port_io.h>
 #include <qm/registry.h>
+#include <qm/serial.h>
 #include <qm/target.h>
 #include <qm/threads.h>
 #include <qm/time.h>
