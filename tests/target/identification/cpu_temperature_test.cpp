@@ -1,102 +1,64 @@
 #include "qm_target/cpuid.hpp"
 #include "target_test.hpp"
 
-#include <fcntl.h>
-#include <sys/syscall.h>
+#include <sys/stat.h>
 
-namespace {
+static uint32_t leaf1Edx = 1U << 5, leaf6Eax = 1U << 6 | 1U << 0;  // a processor with a sensor in its package
 
-const std::string kMsr = "/dev/cpu/0/msr";
-uint32_t leaf1Edx = 0, leaf6Eax = 0;
-int opens = 0, refusal = 0;
-
-}  // namespace
-
-// The function under test asks these: a processor and a device of the test's own.
+// The processor that the function under test asks.
 qm::CpuidLeaf qm::cpuid(uint32_t leaf)
 {
-    if (leaf == 1) return {~leaf1Edx, leaf1Edx};
-    return leaf == 6 ? CpuidLeaf{leaf6Eax, ~leaf6Eax} : CpuidLeaf{};
-}
-
-extern "C" int open(const char* path, int flags, ...)
-{
-    errno = refusal;
-    if (path == kMsr && ++opens > 0 && refusal != 0) return -1;
-    return static_cast<int>(syscall(SYS_open, path, flags, 0));
+    return leaf == 1 ? CpuidLeaf{~leaf1Edx, leaf1Edx} : CpuidLeaf{leaf6Eax, ~leaf6Eax};
 }
 
 namespace qm::test {
 
-namespace {
-
-using testing::ElementsAre;
-using testing::IsEmpty;
-
-constexpr uint32_t kMsrSupport = 1U << 5, kSensor = 1U << 0, kPackage = 1U << 6;
-
 class CpuTemperature : public TargetTest
 {
-public:
-    CpuTemperature() { sandbox::freshDirectory("/dev/cpu"); }
-
 protected:
-    /** Core and package status: readouts of 35 and 0 degrees below, all other bits set. */
-    static void giveDevice()
+    CpuTemperature() { sandbox::freshDirectory("/dev/cpu/0"); }
+
+    void expect(int temperature, const std::string& line)
     {
-        std::string registers(0x200, '\xFF');
-        registers.at(0x19C + 2) = '\xA3';
-        registers.at(0x1B1 + 2) = '\x80';
-        sandbox::writeFile(kMsr, registers);
+        log_.clear();
+        EXPECT_EQ(temperature, qm_getCpuTemperature());
+        EXPECT_EQ(line, log_.lines().empty() ? "" : log_.lines().back());
     }
+
+    const std::string msr_ = "/dev/cpu/0/msr";
+    /** The core's is 35, the package's 127 degrees below; all other bits are set. */
+    const std::string registers_ = std::string(0x19E, '\xFF') + '\xA3' + std::string(0x1B9 - 0x19F, '\xFF');
 };
 
-TEST_F(CpuTemperature, IsLookedForInTheProcessorUntilASensorIsFound)
+TEST_F(CpuTemperature, IsThatOfTheCoreOnceTheProcessorHasThatSensorOnly)
 {
-    giveDevice();
-    for (const auto& [edx, eax, result, line] :
-         {std::tuple{~kMsrSupport, ~0U, -1, "error QM: CPU not supported"},
-          {kMsrSupport, ~kSensor, -1, "error QM: CPU temperature readout not supported"},
-          {kMsrSupport, ~kSensor, -1, "error QM: CPU temperature readout not supported"},
-          {kMsrSupport, ~kPackage, 65,
+    sandbox::writeFile(msr_, registers_);
+    for (const auto& [edx, eax, temperature, line] :
+         {std::tuple{~(1U << 5), ~0U, -1, "error QM: CPU not supported"},
+          {1U << 5, ~1U, -1, "error QM: CPU temperature readout not supported"},
+          {1U << 5, ~1U, -1, "error QM: CPU temperature readout not supported"},
+          {1U << 5, ~(1U << 6), 65,
            "debug QM: No die temperature sensor available. Reading core temperature instead"},
           {0U, 0U, 65, ""}}) {
-        log_.clear();
         leaf1Edx = edx;
         leaf6Eax = eax;
-        EXPECT_EQ(result, qm_getCpuTemperature());
-        EXPECT_EQ(*line == '\0' ? std::vector<std::string>{} : std::vector<std::string>{line}, log_.lines());
+        expect(temperature, line);
     }
-    EXPECT_EQ(2, opens);
 }
 
-TEST_F(CpuTemperature, OfThePackageIsPreferredAndEveryFailureToReadItReported)
+TEST_F(CpuTemperature, IsThatOfThePackageOrTheReasonGivenAtEveryCall)
 {
-    leaf1Edx = kMsrSupport;
-    leaf6Eax = kSensor | kPackage;
-    for (const auto& [error, line] :
-         {std::pair{ENOENT, "error QM: /dev/cpu/0/msr doesn't exist."},
-          {ENOENT, "error QM: /dev/cpu/0/msr doesn't exist."},
-          {EACCES, "error QM: No permission to open /dev/cpu/0/msr."},
-          {EPERM, "error QM: No permission to open /dev/cpu/0/msr."},
-          {ENXIO, "error QM: Unable to open /dev/cpu/0/msr : No such device or address"},
-          {0, "error QM: Error: Read of register 0x1b1 failed : Input/output error"}}) {
-        SCOPED_TRACE(error);
-        log_.clear();
-        refusal = error;
-        if (error == 0) sandbox::writeFile(kMsr, std::string(0x1B1 + 7, '\0'));
-        EXPECT_EQ(-1, qm_getCpuTemperature());
-        EXPECT_THAT(log_.lines(), ElementsAre(line));
-    }
-    giveDevice();
-    log_.clear();
-    EXPECT_EQ(100, qm_getCpuTemperature());
-    EXPECT_THAT(log_.lines(), IsEmpty());
-    EXPECT_EQ(7, opens) << "one a reading";
-    sandbox::writeFile(kMsr, std::string(0x200, '\xFF'));
-    EXPECT_EQ(100 - 127, qm_getCpuTemperature());
+    expect(-1, "error QM: /dev/cpu/0/msr doesn't exist.");
+    ASSERT_EQ(0, mknod(msr_.c_str(), S_IFCHR, 0)) << "a device where none may be";
+    expect(-1, "error QM: No permission to open /dev/cpu/0/msr.");
+    std::filesystem::remove(msr_);
+    std::filesystem::create_symlink("msr", msr_);
+    expect(-1, "error QM: Unable to open /dev/cpu/0/msr : Too many levels of symbolic links");
+    std::filesystem::remove(msr_);
+    sandbox::writeFile(msr_, registers_.substr(1));
+    expect(-1, "error QM: Error: Read of register 0x1b1 failed : Input/output error");
+    sandbox::writeFile(msr_, registers_);
+    expect(100 - 127, "");
 }
-
-}  // namespace
 
 }  // namespace qm::test
