@@ -13,7 +13,7 @@ QM_BEGIN_C
  * Reads the processor's temperature from the sensor of its package, or from that of core 0 where the package
  * has none. Needs the kernel module "msr".
  *
- * @return Temperature in degrees Celsius, or -1. A processor may be as cold as that; it is hardly ever meant.
+ * @return Temperature in degrees Celsius, or -1; a temperature of -1 degree cannot be told from a failure.
  *
  * Errors: logged at qm_error: "CPU not supported\n", "CPU temperature readout not supported\n", "%s doesn't
  * exist.\n", "No permission to open %s.\n" or "Unable to open %s : %s\n" with "/dev/cpu/0/msr", "Error: Read

@@ -10,8 +10,8 @@
 QM_BEGIN_C
 
 /**
- * Gives the hardware (MAC) address of the host link, the first entry labelled "Hostlink" of
- * "/usr/quillmark/sysinfo/ethTranslateFile.txt".
+ * Gives the hardware (MAC) address of the host link: of the interface that the first entry with "Hostlink" in
+ * "/usr/quillmark/sysinfo/ethTranslateFile.txt" names.
  *
  * @param destination Room for 8 bytes; as many are written as the address has, six for Ethernet. Untouched on
  * failure. A longer address is cut to its first 8 bytes.
