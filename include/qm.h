@@ -9,6 +9,7 @@
 #include <qm/base_rate.h>
 #include <qm/dma.h>
 #include <qm/error.h>
+#include <qm/ethernet.h>
 #include <qm/interrupts.h>
 #include <qm/io_module.h>
 #include <qm/lifecycle.h>
