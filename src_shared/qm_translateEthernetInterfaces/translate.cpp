@@ -23,12 +23,11 @@ int writeFile(const char* path, const std::string& text)
     }
     (void)std::setvbuf(file, nullptr, _IONBF, 0);
     const bool isWritten = std::fwrite(text.data(), 1, text.size(), file) == text.size();
-    if (!isWritten) {
-        (void)!::ftruncate(::fileno(file), 0);
-        qm_printf(qm_error, "Failed to write file: %s\n", path);
-    }
+    if (!isWritten) (void)!::ftruncate(::fileno(file), 0);
     std::fclose(file);
-    return isWritten ? 0 : -1;
+    if (isWritten) return 0;
+    qm_printf(qm_error, "Failed to write file: %s\n", path);
+    return -1;
 }
 
 }  // namespace

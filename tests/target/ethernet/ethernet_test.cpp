@@ -49,21 +49,19 @@ const Ports kSix = {0x100E, {1, 2, 3, 4, 5, 6}};
 
 const std::vector<Chassis> kChassis = {
     // Two of each module. The last two kinds are not listed.
-    {{{0x1533, {1, 2, 1, 2}}}, "NX90_1A;NX90_1B;NX90_2A;NX90_2B;", {NonQuillmark, RoverV3, Otter}},
+    {{{0x1533, {1, 2, 1, 2}}}, "NX90_1A;NX90_1B;NX90_2A;NX90_2B;", {NonQuillmark, Otter}},
     {{{0x1539, {1, 2, 1, 2}}}, "NX90-11_1A;NX90-11_1B;NX90-11_2A;NX90-11_2B;"},
-    {{{0x1533, {1, 0}, 0x8086, 0xFFFF, 0}}, "NX60_1;NX60_2;", {NonQuillmark, Talus}},
+    {{{0x1533, {1, 0, 1, 2}, 0x8086, 0xFFFF, 0}}, "NX60_1;NX60_2;NX90_1A;NX90_1B;"},
     {{{0x1563, {7, 7, 8, 8}}}, "NX50_1Port1;NX50_1Port2;NX50_2Port1;NX50_2Port2;"},
     {{{0x8168, {1, 0}, 0x10EC}}, "NX48_1;NX48_2;"},
     {{{0x1533, {1, 2, 3, 4, 2, 3, 4, 5}}},
-     "NX46_1Port1;NX46_1Port2;NX46_1Port3;NX46_1Port4;"
-     "NX46_2Port1;NX46_2Port2;NX46_2Port3;NX46_2Port4;",
+     "NX46_1Port1;NX46_1Port2;NX46_1Port3;NX46_1Port4;NX46_2Port1;NX46_2Port2;NX46_2Port3;NX46_2Port4;",
      {NonQuillmark, Talus}},
     {{{0x10D3, {2, 3, 4, 5, 2, 3, 4, 5}}},
-     "NX44_1Port4;NX44_1Port3;NX44_1Port2;NX44_1Port1;"
-     "NX44_2Port4;NX44_2Port3;NX44_2Port2;NX44_2Port1;"},
+     "NX44_1Port4;NX44_1Port3;NX44_1Port2;NX44_1Port1;NX44_2Port4;NX44_2Port3;NX44_2Port2;NX44_2Port1;"},
     {{{0x10D3, {4, 5, 4, 5}}}, "NX42_1Port2;NX42_1Port1;NX42_2Port2;NX42_2Port1;"},
     {{{0x107C, {1, 0}}}, "NX40_1;NX40_2;"},
-    {{{0x1533, {1, 0}, 0x8086, 0, 0}}, "NX40-10_1;NX40-10_2;", {NonQuillmark, RoverV3}},
+    {{{0x1533, {1, 0, 1, 2}, 0x8086, 0, 0}}, "NX40-10_1;NX40-10_2;NX90_1A;NX90_1B;", {Otter, RoverV3}},
     {{{0x1229, {3, 3}}, {0x1229, {1, 0}, 0x8006}, {0x107C, {1}}}, "NX40_1;"},
     // Names that begin alike, and groups that begin or end in the middle.
     {{{0x1539, {1, 2}}, {0x1533, {0}, 0x8086, 0, 0}, {0x1533, {1, 2}}, {0x107C, {0}}},
@@ -77,18 +75,17 @@ const std::vector<Chassis> kChassis = {
      "Onboard;Onboard;Onboard;Onboard;Onboard;Onboard;Onboard;"},
     {{{0x10D3, {1, 2, 3, 4, 1, 5, 4}}, {0x1229, {3, 4}}, {0x1533, {1}, 0x10EC, 0, 0}},
      "Onboard;Onboard;Onboard;Onboard;Onboard;Onboard;Onboard;Onboard;Onboard;Onboard;"},
-    {{{0x1533, {1}, 0x8086, 0xFFFF, 1}, {0x1533, {1}, 0x8086, 0, 0xFFFF}}, "Onboard;Onboard;"},
-    {{{0x1533, {1}, 0x8086, 1, 0}, {0x1533, {1}, 0x8086, 0, 1}}, "Onboard;Onboard;"},
+    {{{0x1533, {1}, 0x8086, 0xFFFF, 1}, {0x1533, {1}, 0x8086, 0, 0xFFFF}, {0x1533, {1}, 0x8086, 1, 0}},
+     "Onboard;Onboard;Onboard;"},
     {{{0x8169, {1}, 0x10EC}, {0x8168, {1}}, {0x122A, {1}, 0x8006}, {0x107C, {1}, 0x8087}},
      "Onboard;Onboard;Onboard;Onboard;"},
     // Models with ports of their own.
-    {{{0x1533, {1}, 0x8086, 0xFFFF, 0}}, "Hostlink;", {RoverV3}},
-    {{{0x1533, {1, 2}}, {0x1533, {1, 2}, 0x8086, 1, 2, 5, 1}, {0x1533, {1, 2}, 0x8086, 1, 2, 4}},
-     "Hostlink;ETH1;NX90_1A;NX90_1B;NX90_2A;NX90_2B;",
-     {Talus}},
-    {{kSix},
-     "Hostlink;ETH1;Onboard;Onboard;Onboard;Onboard;",
-     {KR410, KR411, Ridge, Cube, Harbor, Zenith, Brisa, Otter}},
+    {{{0x1533, {1, 1, 2}, 0x8086, 0xFFFF, 0}}, "Hostlink;NX90_1A;NX90_1B;", {RoverV3}},
+    {{{0x1533, {1, 2}}}, "Hostlink;ETH1;", {Talus}},
+    {{{0x1533, {1, 2}, 0x8086, 1, 2, 5, 1}}, "NX90_1A;NX90_1B;", {Talus}},
+    {{{0x1533, {1, 2}, 0x8086, 1, 2, 4}}, "NX90_1A;NX90_1B;", {Talus}},
+    {{kSix}, "Hostlink;ETH1;Onboard;Onboard;Onboard;Onboard;", {KR410, KR411, Ridge, Cube}},
+    {{kSix}, "Hostlink;ETH1;Onboard;Onboard;Onboard;Onboard;", {Harbor, Zenith, Brisa, Otter}},
     {{kSix}, "Internal;ETH1;ETH2;Hostlink;Onboard;Onboard;", {Lowland}},
     {{kSix}, "Internal;Hostlink;Onboard;Onboard;Onboard;Onboard;", {Lowland_TopLayer}},
     {{kSix}, "Hostlink;ETH2;ETH3;ETH4;Onboard;Onboard;", {RoverV2}},
@@ -121,18 +118,16 @@ void addPorts(World& world)
         return board(0x8086, 0x1E18).at(bus, slot, function).bridgeTo(to, 9);
     };
     for (const Board& each :
-         {bridge(0, 28, 4, 9), board(0x197B, 0x2368).at(9, 0).classCode(0x020001),
-          port(0x1521, 9, 1).multiFunction(), port(0x1521, 9, 1, 1), bridge(0, 29, 0, 2), port(0x1229, 2, 4),
-          port(0x1229, 2, 5), bridge(0, 30, 0, 3), bridge(3, 0, 0, 4), bridge(4, 1, 0, 5), bridge(4, 2, 0, 6),
-          port(0x1533, 5, 0), port(0x1533, 6, 0), port(0x15B7, 0, 31, 6)})
+         {bridge(0, 28, 4, 9), board(0x197B, 0x2368).at(9, 0).classCode(0x020001), port(0x1521, 9, 1, 1),
+          port(0x1521, 9, 2), bridge(0, 29, 0, 2), port(0x1229, 2, 4), port(0x1229, 2, 5),
+          bridge(0, 30, 0, 3), bridge(3, 0, 0, 4), bridge(4, 1, 0, 5), bridge(4, 2, 0, 6), port(0x1533, 5, 0),
+          port(0x1533, 6, 0), port(0x15B7, 0, 31, 6)})
         world.add(each);
 }
 
 void addInterface(const fs::path& device, const std::string& name, const std::string& index)
 {
-    sandbox::writeFile(device / "uevent", "");
     sandbox::writeFile(device / "net" / name / "uevent", "INTERFACE=" + name + "\nIFINDEX=" + index + "\n");
-    fs::create_directories("/sys/class/net");
     fs::create_symlink("/sys/class/net", device / "net" / name / "subsystem");
     sandbox::writeFile("/run/udev/data/n" + index, "I:1\n");
 }
@@ -148,16 +143,13 @@ TEST_F(TargetTest, EthernetPortsAreWrittenWithTheirInterfacesIndicesAndLabels)
 
     addPorts(world);
     addInterface(World::directory("0000:00:1f.6"), "eno1", "2");
-    addInterface(World::directory("0000:05:00.0"), "enp5s0", "3");
     addInterface(World::directory("0000:09:01.1"), "enp9s1f1", "4");
     sandbox::writeFile(kFile, std::string(1000, 'x'));
     log_.clear();
     EXPECT_EQ(0, qm_translateEthernetInterfaces());
-    EXPECT_EQ("eno1:0:Hostlink;enp5s0:3:NX90_1A;:4:NX90_1B;:5:ETH1;enp9s1f1:6:Onboard;",
-              sandbox::readFile(kFile));
-    EXPECT_THAT(log_.lines(),
-                ElementsAre("debug QM: qm_translateEthernetInterfaces: ethStr before labeling: "
-                            "eno1:0:Onboard;enp5s0:3:NX90;:4:NX90;:5:Onboard;enp9s1f1:6:Onboard;"));
+    EXPECT_EQ("eno1:0:Hostlink;:3:NX90_1A;:4:NX90_1B;enp9s1f1:5:ETH1;:6:Onboard;", sandbox::readFile(kFile));
+    EXPECT_THAT(log_.lines(), ElementsAre("debug QM: qm_translateEthernetInterfaces: ethStr before labeling: "
+                                          "eno1:0:Onboard;:3:NX90;:4:NX90;enp9s1f1:5:Onboard;:6:Onboard;"));
 }
 
 TEST_F(TargetTest, ALabelFileThatCannotBeWrittenIsNamedAndHoldsNoHalfLabel)
@@ -191,14 +183,13 @@ TEST_F(TargetTest, AnEthernetPortIsHandedToTheEthercatDriverAndGivenBack)
         sandbox::writeFile(file, "");
     fs::create_symlink(driver, World::directory("0000:05:00.0") / "driver");
     kernel.writes.clear();
-    EXPECT_EQ(0, qm_configureEthercat(6));  // function 1
+    EXPECT_EQ(0, qm_configureEthercat(5));  // function 1
     EXPECT_EQ(0, qm_teardownEthercat(3));
     EXPECT_THAT(kernel.writes, ElementsAre(Write{driver / "bind", -1, "0000:09:01.0"},
                                            Write{driver / "unbind", -1, "0000:05:00.0"},
                                            Write{"/sys/bus/pci/drivers_probe", -1, "0000:05:00.0"}));
-    for (const fs::path& file : {driver / "bind", driver / "unbind"})
-        fs::remove(file), fs::create_directories(file);
-    log_.clear();
+    fs::remove_all(driver);
+    fs::create_directories(driver / "unbind");
     EXPECT_EQ(-1, qm_configureEthercat(4));
     EXPECT_EQ(-1, qm_teardownEthercat(3));
     EXPECT_EQ(-1, qm_configureEthercat(7));
