@@ -57,12 +57,13 @@ bool isOwnPairOfTalus(const qm_topo_node& port, qm_TargetType target)
     return target == Talus && port.bus == 5 && port.slot == 0;
 }
 
-bool isFFFFAndNotOnRoverV3(const qm_topo_node& port, qm_TargetType target)
+/// Deliberate: never true on a RoverV3, whose own ports look the same.
+bool hasNx60Subsystem(const qm_topo_node& port, qm_TargetType target)
 {
     return port.SubVID == 0xFFFF && port.SubDID == 0 && target != RoverV3;
 }
 
-bool isUnprogrammed(const qm_topo_node& port, qm_TargetType /*target*/)
+bool hasNx40_10Subsystem(const qm_topo_node& port, qm_TargetType /*target*/)
 {
     return port.SubVID == 0 && port.SubDID == 0;
 }
@@ -83,8 +84,8 @@ constexpr std::array<Rule, 14> kRules = {{
     {kNx20Vendor, 0x1229, kAlone, isAny, {NX20, 1}},
     {kIntel, 0x1533, slotsFrom(1), isOwnPairOfTalus, {ONBOARD, 2}},
     {kIntel, 0x1533, slotsFrom(1), isAny, {NX90, 2}},
-    {kIntel, 0x1533, kAlone, isFFFFAndNotOnRoverV3, {NX60, 1}},
-    {kIntel, 0x1533, kAlone, isUnprogrammed, {NX40_10, 1}},
+    {kIntel, 0x1533, kAlone, hasNx60Subsystem, {NX60, 1}},
+    {kIntel, 0x1533, kAlone, hasNx40_10Subsystem, {NX40_10, 1}},
     {kIntel, 0x1539, slotsFrom(1), isAny, {NX90_11, 2}},
     {kIntel, 0x1563, kSameSlot, isAny, {NX50, 2}},
     {kIntel, 0x10D3, slotsFrom(2), isAny, {NX44, 4}},
