@@ -10,8 +10,8 @@
 #include <qm/cpu_temperature.h>
 #include <qm/dma.h>
 #include <qm/error.h>
-#include <qm/host_link.h>
 #include <qm/ethernet.h>
+#include <qm/host_link.h>
 #include <qm/interrupts.h>
 #include <qm/io_module.h>
 #include <qm/lifecycle.h>
