@@ -1,0 +1,63 @@
+#include "files.hpp"
+
+#include <algorithm>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <sstream>
+
+namespace fs = std::filesystem;
+
+namespace qmctl::files {
+
+std::optional<std::string> content(const fs::path& path)
+{
+    std::error_code none;
+    if (fs::is_directory(path, none)) return std::nullopt;
+    std::ifstream file(path, std::ios::binary);
+    if (!file) return std::nullopt;
+    std::string text{std::istreambuf_iterator<char>(file), {}};
+    return text;
+}
+
+std::optional<std::string> firstLine(const fs::path& path)
+{
+    const auto text = content(path);
+    if (!text) return std::nullopt;
+    return text->substr(0, text->find('\n'));
+}
+
+std::vector<std::string> lines(const fs::path& path)
+{
+    std::vector<std::string> found;
+    std::istringstream text(content(path).value_or(""));
+    for (std::string line; std::getline(text, line);)
+        found.push_back(line);
+    return found;
+}
+
+bool exists(const fs::path& path)
+{
+    std::error_code none;
+    return fs::exists(fs::symlink_status(path, none));
+}
+
+std::vector<std::string> entries(const fs::path& directory)
+{
+    std::vector<std::string> names;
+    std::error_code error;
+    for (fs::directory_iterator entry(directory, error), end; !error && entry != end; entry.increment(error))
+        names.push_back(entry->path().filename());
+    std::sort(names.begin(), names.end(), [](const std::string& left, const std::string& right) {
+        return strverscmp(left.c_str(), right.c_str()) < 0;
+    });
+    return names;
+}
+
+std::string linkName(const fs::path& link)
+{
+    std::error_code none;
+    return fs::read_symlink(link, none).filename();
+}
+
+}  // namespace qmctl::files
