@@ -36,7 +36,7 @@ std::vector<std::string> lines(const fs::path& path)
     return found;
 }
 
-bool exists(const fs::path& path)
+bool present(const fs::path& path)
 {
     std::error_code none;
     return fs::exists(fs::symlink_status(path, none));

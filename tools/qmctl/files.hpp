@@ -16,7 +16,7 @@ std::optional<std::string> firstLine(const std::filesystem::path& path);
 
 std::vector<std::string> lines(const std::filesystem::path& path);
 
-bool exists(const std::filesystem::path& path);
+bool present(const std::filesystem::path& path);
 
 /// Names of a directory's entries, numbers within them in the order of their value.
 std::vector<std::string> entries(const std::filesystem::path& directory);
