@@ -8,7 +8,8 @@ const std::vector<Command>& commands()
 {
     static const std::vector<Command> all = [] {
         std::vector<Command> rows;
-        for (auto* const noun : {doctorCommands, targetCommands, documentCommands}) {
+        for (auto* const noun : {doctorCommands, targetCommands, pciCommands, pciConfigCommands,
+                                 pciDriverCommands, documentCommands}) {
             auto more = noun();
             rows.insert(rows.end(), std::move_iterator(more.begin()), std::move_iterator(more.end()));
         }
