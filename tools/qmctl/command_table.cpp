@@ -8,8 +8,9 @@ const std::vector<Command>& commands()
 {
     static const std::vector<Command> all = [] {
         std::vector<Command> rows;
-        for (auto* const noun : {doctorCommands, targetCommands, pciCommands, pciConfigCommands,
-                                 pciDriverCommands, documentCommands}) {
+        for (auto* const noun :
+             {doctorCommands, targetCommands, pciCommands, pciConfigCommands, pciDriverCommands, dmaCommands,
+              persistCommands, irqCommands, documentCommands}) {
             auto more = noun();
             rows.insert(rows.end(), std::move_iterator(more.begin()), std::move_iterator(more.end()));
         }
