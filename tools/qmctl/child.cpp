@@ -148,7 +148,10 @@ bool runProgram(const std::vector<std::string>& command, int input)
     arguments.push_back(nullptr);
     posix_spawn_file_actions_t actions{};
     (void)posix_spawn_file_actions_init(&actions);
-    if (input >= 0) (void)posix_spawn_file_actions_adddup2(&actions, input, STDIN_FILENO);
+    if (input >= 0) {
+        (void)posix_spawn_file_actions_adddup2(&actions, input, STDIN_FILENO);
+        (void)posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
+    }
     pid_t child = -1;
     const int error = posix_spawnp(&child, arguments[0], &actions, nullptr, arguments.data(), environ);
     (void)posix_spawn_file_actions_destroy(&actions);

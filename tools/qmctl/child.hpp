@@ -22,7 +22,8 @@ Told inChild(const std::function<Json()>& part);
 /// The library's own words for what went wrong: its log lines without their frame; `otherwise` without any.
 std::string reasonOf(const std::vector<std::string>& said, const std::string& otherwise);
 
-/// Starts a program, its standard input from a descriptor (-1: none); true when it has ended well.
+/// Runs a program, its standard input from a descriptor (and silent then) or as ours (-1); true when it has
+/// ended well.
 bool runProgram(const std::vector<std::string>& command, int input = -1);
 
 }  // namespace qmctl

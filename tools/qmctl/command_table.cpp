@@ -10,7 +10,7 @@ const std::vector<Command>& commands()
         std::vector<Command> rows;
         for (auto* const noun :
              {doctorCommands, targetCommands, pciCommands, pciConfigCommands, pciDriverCommands, dmaCommands,
-              persistCommands, irqCommands, latencyCommands, documentCommands}) {
+              persistCommands, irqCommands, latencyCommands, reportCommands, documentCommands}) {
             auto more = noun();
             rows.insert(rows.end(), std::move_iterator(more.begin()), std::move_iterator(more.end()));
         }

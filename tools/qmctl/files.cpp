@@ -1,9 +1,12 @@
 #include "files.hpp"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <algorithm>
+#include <array>
+#include <cerrno>
 #include <cstring>
-#include <fstream>
-#include <iterator>
 #include <sstream>
 
 namespace fs = std::filesystem;
@@ -12,11 +15,17 @@ namespace qmctl::files {
 
 std::optional<std::string> content(const fs::path& path)
 {
-    std::error_code none;
-    if (fs::is_directory(path, none)) return std::nullopt;
-    std::ifstream file(path, std::ios::binary);
-    if (!file) return std::nullopt;
-    std::string text{std::istreambuf_iterator<char>(file), {}};
+    const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    if (file < 0) return std::nullopt;
+    std::string text;
+    std::array<char, 65536> part{};
+    ssize_t count = 0;
+    while ((count = read(file, part.data(), part.size())) > 0)
+        text.append(part.data(), static_cast<std::size_t>(count));
+    const int error = errno;
+    (void)close(file);
+    errno = error;
+    if (count < 0) return std::nullopt;  // a directory, or an attribute without a value
     return text;
 }
 

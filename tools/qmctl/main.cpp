@@ -1,6 +1,7 @@
 // qmctl: the tool for people who own a target.
 
 #include "command_line.hpp"
+#include "opened_report.hpp"
 #include "text.hpp"
 
 #include <cstdio>
@@ -19,6 +20,12 @@ int run(int argc, const char* const* argv)
     const Request request = parse(argc, argv);
     if (request.command == nullptr) return print(request.text) ? kDone : kFailed;
     const Command& command = *request.command;
+    if (request.arguments.has("--from")) {
+        if (!command.readsOnly)
+            throw usage("'" + command.name() +
+                        "' needs the machine itself; a report answers what only looks");
+        openReport(request.arguments.text("--from"));
+    }
     const Outcome outcome = command.run(request.arguments);
     const bool written = print(request.arguments.has("--json") ? outcome.value.dump(2) + '\n'
                                                                : command.show(outcome.value, lookOfOutput()));
