@@ -18,6 +18,7 @@ namespace qmctl {
 namespace {
 
 constexpr std::array kStates{"ok", "note", "problem"};
+constexpr char kDmaManager[] = "/dev/u-dma-buf-mgr";
 constexpr auto kMeasuringTime = std::chrono::milliseconds(100);
 
 /// Counts per second of the kernel's own clock.
@@ -37,14 +38,16 @@ double measureCounter()
 
 Measurements measure()
 {
-    return {measureCounter(), access("/usr/quillmark", W_OK) == 0, access("/dev/shm", W_OK) == 0};
+    return {measureCounter(), access("/usr/quillmark", W_OK) == 0, access("/dev/shm", W_OK) == 0,
+            access(kDmaManager, W_OK) == 0};
 }
 
 Json toJson(const Measurements& measurements)
 {
     return {{"counter_hz", measurements.counterHz},
             {"configuration_writable", measurements.configurationWritable},
-            {"shared_memory_writable", measurements.sharedMemoryWritable}};
+            {"shared_memory_writable", measurements.sharedMemoryWritable},
+            {"dma_manager_writable", measurements.dmaManagerWritable}};
 }
 
 Machine thisMachine()
@@ -55,7 +58,7 @@ Machine thisMachine()
     if (!values.is_object()) throw Failure("the report's measurements are damaged");
     return {"/",
             {values.value("counter_hz", 0.0), values.value("configuration_writable", false),
-             values.value("shared_memory_writable", false)}};
+             values.value("shared_memory_writable", false), values.value("dma_manager_writable", false)}};
 }
 
 Outcome examine(const Machine& machine)

@@ -14,6 +14,7 @@ struct Measurements
     double counterHz = 0;                ///< of the time-stamp counter
     bool configurationWritable = false;  ///< /usr/quillmark
     bool sharedMemoryWritable = false;   ///< /dev/shm
+    bool dmaManagerWritable = false;     ///< /dev/u-dma-buf-mgr
 };
 
 Measurements measure();

@@ -159,8 +159,10 @@ Finding uioDriver(const Machine& machine)
 
 Finding dmaManager(const Machine& machine)
 {
-    return present(machine / "dev/u-dma-buf-mgr") ? ok("/dev/u-dma-buf-mgr is there")
-                                                  : problem("/dev/u-dma-buf-mgr is missing");
+    if (!present(machine / "dev/u-dma-buf-mgr")) return problem("/dev/u-dma-buf-mgr is missing");
+    return machine.measurements.dmaManagerWritable ? ok("/dev/u-dma-buf-mgr is writable")
+                                                   : problem("/dev/u-dma-buf-mgr is not writable",
+                                                             "chmod 666 /dev/u-dma-buf-mgr, by a udev rule");
 }
 
 Finding contiguousMemory(const Machine& machine)

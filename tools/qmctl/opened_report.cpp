@@ -60,6 +60,8 @@ void openReport(const std::string& archive)
     if (!unpacked || !files::present(kPlace + std::string(kMeasurementsFile)))
         throw Failure(fmt::format("{} is no report; 'qmctl report' writes one", archive));
     restoreBinaries(kPlace);
+    // Without it libpci would look for this machine's boards by the processor's ports.
+    std::filesystem::create_directories(kPlace + std::string("/sys/bus/pci/devices"));
     if (chroot(kPlace) != 0 || chdir("/") != 0) throw cannot("enter the report");
     (void)setenv("SYSTEMD_DEVICE_VERIFY_SYSFS", "0", 1);  // its /sys is no kernel's
 }
