@@ -1,10 +1,11 @@
 // A model on a board: a fast task writes a pattern to the board and reads it back, a slow one lets the board
 // compute and move memory. The board's interrupt is received beside them or, with --trigger interrupt, drives
-// the fast task.
+// the fast task. The calibration of the pattern, and the number of runs, are kept from one run to the next.
 //
 // What generated code does for a block diagram is written out by hand here: blocks are made, started, stepped
 // and terminated in the diagram's order.
 
+#include "calibration_block.hpp"
 #include "digital_block.hpp"
 #include "dma_block.hpp"
 #include "factorial_block.hpp"
@@ -21,6 +22,7 @@
 #include <exception>
 #include <memory>
 #include <numbers>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -37,11 +39,16 @@ constexpr int kStimulusPriority = 85;
 constexpr int kSlowPriority = 80;
 constexpr int kInterruptPriority = 60;
 
-/// A sine of 1 Hz over the range of the board's register: the model's own computation.
-uint32_t sineAt(double seconds)
+/// A sine of 1 Hz: the model's own computation.
+double sineAt(double seconds)
 {
-    const double sine = std::sin(2.0 * std::numbers::pi * seconds);
-    return static_cast<uint32_t>((sine + 1.0) / 2.0 * 4294967295.0);
+    return std::sin(2.0 * std::numbers::pi * seconds);
+}
+
+/// A value from -1 to 1 over the range of the board's register.
+uint32_t patternOf(double value)
+{
+    return static_cast<uint32_t>((value + 1.0) / 2.0 * 4294967295.0);
 }
 
 class Model
@@ -49,6 +56,7 @@ class Model
 public:
     demo::BoardLocation location;
     bool withoutBoard = false;
+    std::optional<double> gain;
     std::string trigger = "timer";
 
     [[nodiscard]] bool interruptDriven() const { return trigger == "interrupt"; }
@@ -65,7 +73,9 @@ public:
 
     void initialize()
     {
-        if (withoutBoard) return;
+        qm_initModelRun();
+        calibration_.start(gain);
+        if (withoutBoard || error != nullptr) return;
         setup_->start();
         if (error == nullptr) digital_.start();
         if (error == nullptr) factorial_.start();
@@ -76,7 +86,8 @@ public:
 
     void stepFast()
     {
-        const uint32_t pattern = sineAt(static_cast<double>(steps_++) * kFastPeriod);
+        const double sine = sineAt(static_cast<double>(steps_++) * kFastPeriod);
+        const uint32_t pattern = patternOf(calibration_.correct(sine));
         if (withoutBoard) return;
         if (interruptDriven())
             interrupt_.receive();
@@ -106,22 +117,35 @@ public:
 
     [[nodiscard]] Description describe()
     {
-        if (withoutBoard) return {{{"board", "none, as asked"}}};
-        interrupt_.collectLast();
-        return {{{"board", setup_->describe()},
-                 {"patterns verified", digital_.verified()},
-                 {"factorials verified", factorial_.verified()},
-                 {"interrupts raised", interrupt_.raised()},
-                 {"interrupts received", interrupt_.received()},
-                 {"interrupts lost", interrupt_.raised() - interrupt_.received()},
-                 {"bytes moved by DMA", dma_.moved()},
-                 {"bytes verified", dma_.verified()}},
-                {{"interrupt latency", interrupt_.latency()}}};
+        Description description{{{"start", qm_isFirstModelLoad() ? "first load" : "re-run"},
+                                 {"runs since load", calibration_.runs()},
+                                 {"calibration", calibration_.describe()}}};
+        if (withoutBoard)
+            description.facts_.emplace_back("board", "none, as asked");
+        else
+            describeBoard(description);
+        return description;
     }
 
     demo::ModelError error = nullptr;
 
 private:
+    void describeBoard(Description& description)
+    {
+        interrupt_.collectLast();
+        description.facts_.insert(description.facts_.end(),
+                                  {{"board", setup_->describe()},
+                                   {"patterns verified", digital_.verified()},
+                                   {"factorials verified", factorial_.verified()},
+                                   {"interrupts raised", interrupt_.raised()},
+                                   {"interrupts received", interrupt_.received()},
+                                   {"interrupts lost", interrupt_.raised() - interrupt_.received()},
+                                   {"bytes moved by DMA", dma_.moved()},
+                                   {"bytes verified", dma_.verified()}});
+        description.times_.emplace_back("interrupt latency", interrupt_.latency());
+    }
+
+    demo::CalibrationBlock calibration_{kModuleId, error};
     std::unique_ptr<demo::SetupBlock> setup_;
     demo::DigitalBlock digital_{kModuleId, error};
     demo::FactorialBlock factorial_{kModuleId, error};
@@ -178,6 +202,9 @@ try {
             .add_option("--trigger", model.trigger, "What drives the fast task: timer or interrupt (timer)")
             ->option_text("SOURCE")
             ->check(CLI::IsMember({"timer", "interrupt"}));
+        commandLine
+            .add_option("--gain", model.gain, "Calibrates the pattern, also for later runs (1 when loaded)")
+            ->check(CLI::Range(0.0, 1.0));
         commandLine.add_flag("--without-board", model.withoutBoard, "Run the model's own computation only");
         commandLine.add_option("--position", model.location.position, "Which of several boards, from 1");
         commandLine.add_option("--bus", model.location.bus, "Bus of the board, with --slot");

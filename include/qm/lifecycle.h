@@ -57,16 +57,18 @@ QM_API void* qm_early_init_get_blkInfo2(void);
  * @param priority Passed to the platform, which gives it its meaning.
  * @return Nothing.
  *
- * Errors: none are reported. Real-time safe: no (the platform may allocate). Thread-safe: as the platform is.
+ * Errors: the platform's; the stand-alone one throws std::bad_alloc when out of memory.
+ * Real-time safe: no (the platform may allocate). Thread-safe: as the platform is.
  */
 QM_API void qm_add_start_callback(void (*callback)(void*), void* argument, int priority);
 
 /**
  * Registers a function that runs when the process exits, however many there are. They run in the order in
  * which they were registered, the reverse of atexit()'s, at the place among atexit()'s handlers that the
- * first of them has. A handler may register another one, which runs last.
+ * first of them has. A handler may register another one, which runs last. None runs when a signal, abort() or
+ * _exit() ends the process, and only one thread may be ending it.
  *
- * @param handler  The function, not null.
+ * @param handler  The function, not null. It must not throw, nor call exit() or qm_exit_handler().
  * @param argument Passed to it; it stays the caller's.
  * @return Nothing.
  *
@@ -89,12 +91,14 @@ QM_API void qm_exit_handler(void);
  *
  * @param path           The program's directory.
  * @param executableName The program's file name; joined with the directory at most 99 characters.
- * @param options        Its arguments, separated by blanks; words after the 18th are left out.
+ * @param options        Its arguments, separated by blanks, not null; words after the 18th are left out.
  * @return The child's process identifier, or -1. The child is the caller's to wait for; it inherits the
  * calling thread's priority, CPUs and signal mask.
  *
  * Errors: log lines "qm_spawnExecutable(): Executable path too long" and "posix_spawn() failed: REASON" at
- * info level. Real-time safe: no (starts a process). Thread-safe: yes.
+ * info level; "qm_spawnExecutable(): Too many arguments specified, remaining arguments will be ignored" at
+ * warning level when words are left out.
+ * Real-time safe: no (starts a process). Thread-safe: yes.
  */
 QM_API int qm_spawnExecutable(const char* path, const char* executableName, const char* options);
 

@@ -4,7 +4,7 @@
  * run.
  *
  * A model's identity is the first line (up to 199 characters) of its UUID file, "misc/UUID" beside the
- * directory "bin" of its executable. The identity of the model that ran last is kept in
+ * first directory "bin" in its executable's path. The identity of the model that ran last is kept in
  * "/tmp/quillmark/model_uuid", which is written when the process exits.
  */
 #ifndef QM_MODEL_INIT_H
@@ -75,9 +75,10 @@ QM_API void qm_initModelRun(void);
 
 /**
  * Records this model as the one that ran last. A process does so at most once: later calls do nothing, also
- * after a failure, unless the executable's path was of no use.
+ * after a failure, unless the tag file could not be opened or the executable's path was of no use.
  *
- * @return true on failure; false when the tag is written, was right already, or nothing was to be done.
+ * @return true on failure; false when the tag is written, was right already, or nothing was to be done, and
+ * when the UUID file has no first line: the tag is empty then.
  *
  * Errors: a log line at info level, with errno's text or pQmErrorStr (see qm_checkModelInit()).
  * Real-time safe: no (file system). Thread-safe: no (model termination only).

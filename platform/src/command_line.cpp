@@ -4,8 +4,10 @@
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
+#include <csignal>
 #include <cstdio>
 #include <map>
+#include <utility>
 
 namespace slrealtime::standalone {
 
@@ -54,6 +56,14 @@ bool print(const std::string& text)
     return std::fputs(text.c_str(), stdout) >= 0 && std::fflush(stdout) == 0;
 }
 
+/** The run takes these signals over and gives them back to a handler that does nothing: a second one must not
+ * cut exit handlers short. Ignoring them would make programs that an exit handler spawns deaf to them. */
+void outliveFurtherStopSignals()
+{
+    for (const int signal : {SIGINT, SIGTERM})
+        (void)std::signal(signal, [](int) {});
+}
+
 }  // namespace
 
 int modelMain(int argc, char** argv, ModelInfo model,
@@ -72,6 +82,7 @@ int modelMain(int argc, char** argv, ModelInfo model,
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? kExitDone : kExitUsage;
     }
+    outliveFurtherStopSignals();
     const auto result = runModel(std::move(model), options);
     if (!print(result.report_)) {
         std::fputs("cannot write the run report to standard output\n", stderr);

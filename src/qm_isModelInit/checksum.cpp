@@ -60,7 +60,7 @@ bool qm::compareChecksums(std::FILE* pNew, std::FILE* pOld)
         qm_printf(qm_debug, "Failed to read old checksum file: %s\n", std::strerror(errno));
         return false;
     }
-    const int difference = std::memcmp(newLine.data(), oldLine.data(), newLine.size());
+    const int difference = std::strcmp(newLine.data(), oldLine.data());
     qm_printf(qm_trace, "Checksum comparison returned %d\n", difference);
     return difference == 0;
 }

@@ -6,6 +6,7 @@
 #include <qm/log.h>
 
 #include <sys/mman.h>
+#include <sys/resource.h>
 
 #include <algorithm>
 #include <array>
@@ -24,19 +25,25 @@ uint32_t* ListLength = nullptr;
 listEle* descList = nullptr;  ///< null: not loaded
 NameIndex names;
 
-/// This process's descriptors of the first objects (0: none); the recorded ones are another process's.
-/// Further objects are opened when they grow, because a process may have no more than 1024 descriptors.
-constexpr uint32_t kKeptFiles = 128;
-std::array<int, kKeptFiles> files{};
+/// This process's descriptors of the objects (0: none); the recorded ones are another process's. An object
+/// without one is opened when it grows.
+std::array<int, kMaxEntries> files{};
 
 uint32_t entriesIn(const MainObject& main)
 {
     return std::min(main.ListLength, kMaxEntries);
 }
 
+/// Leaves the model half of the descriptors that it may have.
+bool isSpare(int file)
+{
+    rlimit limit{};
+    return ::getrlimit(RLIMIT_NOFILE, &limit) == 0 && static_cast<rlim_t>(file) < limit.rlim_cur / 2;
+}
+
 void keepFile(uint32_t entry, FileDescriptor file)
 {
-    if (entry < files.size()) files.at(entry) = file.release();
+    if (isSpare(file.get())) files.at(entry) = file.release();
 }
 
 void forgetObjects()
@@ -65,11 +72,40 @@ bool openEntry(const MainObject& main, uint32_t entry)
     return false;
 }
 
+/// Whether a process died when it had counted this entry and not yet made it: only the last one can be so,
+/// and nothing of it has been given to anybody. Any other entry without an object is damage.
+bool isUnfinished(const MainObject& main, uint32_t entry)
+{
+    if (entry + 1 != main.ListLength) return false;
+    const listEle& element = main.descList[entry];
+    if (element.name[0] == '\0') return element.desc == nullptr;
+    if (std::memchr(element.name, '\0', kNameSize) == nullptr) return false;
+    const FileDescriptor file =
+        FileDescriptor::adopt(::shm_open(ObjectPath(element.name).c_str(), O_RDWR, 0));
+    return file && isUnfinishedObject(file.get());
+}
+
+/// Takes the last entry off the list, so that the next one begins in an empty slot.
+void dropLast(MainObject& main)
+{
+    const uint32_t entry = main.ListLength - 1;
+    listEle& element = main.descList[entry];
+    qm_printf(qm_debug, "Dropped unfinished shMem %s\n", ObjectPath(element.name).name());
+    element.desc = nullptr;
+    publish(element.name[0], '\0');
+    element = {};
+    publish(main.ListLength, entry);
+}
+
 /// Maps all objects of the list, or none.
-bool openEntries(const MainObject& main)
+bool openEntries(MainObject& main)
 {
     const uint32_t count = entriesIn(main);
     for (uint32_t entry = 0; entry < count; ++entry) {
+        if (isUnfinished(main, entry)) {
+            dropLast(main);
+            return true;
+        }
         if (openEntry(main, entry)) continue;
         while (entry > 0)
             unmapFragments(main.descList[--entry].desc);
@@ -93,23 +129,22 @@ MainObject* openMain()
     return nullptr;
 }
 
-/// Puts a new object on the list, if there is room. What a process leaves that dies on the way is no entry:
-/// the count comes last.
+/// Puts a new object on the list, if there is room. The count comes first: what a process leaves that dies on
+/// the way is dropped when the list is loaded.
 bool addToList(const char* name, const ShMem& shMem)
 {
     const uint32_t entry = *ListLength;
+    // Deliberate: each failure counts; but never so many that the list looks empty again.
+    if (entry < UINT32_MAX) publish(*ListLength, entry + 1);
     if (entry >= kMaxEntries) {
-        // Deliberate: each failure counts; but never so many that the list looks empty again.
-        if (entry < UINT32_MAX) *ListLength = entry + 1;
         qm_printf(qm_debug, "PersMem list - running out of slots\n");
         return false;
     }
-    memDesc* const desc = initDesc(shMem.mapping, kUnit, 0);
-    desc->fileDesc = shMem.file.get();
-    desc->totalSize = kUnit;
-    descList[entry] = {.name = {}, .padding = {}, .desc = desc};
-    std::string_view(name).copy(descList[entry].name, kNameSize - 1);
-    publish(*ListLength, entry + 1);
+    listEle& element = descList[entry];
+    std::string_view(name).substr(1).copy(element.name + 1, kNameSize - 2);
+    publish(element.name[0], *name);  // last: half a name may be another object's
+    publish(element.desc, reinterpret_cast<memDesc*>(shMem.mapping));
+    (void)initDesc(shMem.mapping, kUnit, 0, {.fileDesc = shMem.file.get(), .totalSize = kUnit});
     names.add(descList, entry);
     return true;
 }
@@ -134,8 +169,7 @@ FileDescriptor reopen(const Object& object)
 char* enlargeObject(const Object& object, uint64_t bytes)
 {
     const uint32_t size = object.desc->totalSize;
-    if (object.entry < files.size() && files.at(object.entry) != 0)
-        return enlargeFile(files.at(object.entry), size, bytes);
+    if (files.at(object.entry) != 0) return enlargeFile(files.at(object.entry), size, bytes);
     const FileDescriptor file = reopen(object);
     return file ? enlargeFile(file.get(), size, bytes) : nullptr;
 }

@@ -164,17 +164,25 @@ bool beginsWith(int object, const memDesc& desc)
     return found && std::memcmp(&*found, &desc, sizeof desc) == 0;
 }
 
-memDesc* initDesc(char* mapping, uint64_t size, uint32_t used)
+bool isUnfinishedObject(int object)
+{
+    const File file{object, sizeOf(object)};
+    const auto desc = readDesc(file, 0);
+    return desc && file.size == kUnit && desc->firstFree == nullptr;
+}
+
+memDesc* initDesc(char* mapping, uint64_t size, uint32_t used, const FirstFragment& first)
 {
     char* const root = mapping + sizeof(memDesc);
     auto* const desc = reinterpret_cast<memDesc*>(mapping);
-    *desc = {.fileDesc = 0,
-             .totalSize = 0,
+    *desc = {.fileDesc = first.fileDesc,
+             .totalSize = first.totalSize,
              .nextDesc = nullptr,
              .size = size,
              .address = mapping,
              .root = root,
-             .firstFree = root + used};
+             .firstFree = nullptr};
+    publish(desc->firstFree, root + used);
     return desc;
 }
 

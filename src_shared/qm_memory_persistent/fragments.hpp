@@ -24,7 +24,18 @@ void unmapFragments(memDesc* first);
 /// Whether the object begins with this very descriptor.
 bool beginsWith(int object, const memDesc& desc);
 
-/// Gives a fragment its descriptor, with `used` bytes allocated.
-memDesc* initDesc(char* mapping, uint64_t size, uint32_t used);
+/// Whether an object is as createShMem() leaves it: it ends with its only fragment, whose descriptor is not
+/// complete.
+bool isUnfinishedObject(int object);
+
+/// What only the first fragment's descriptor says.
+struct FirstFragment
+{
+    int32_t fileDesc = 0;
+    uint32_t totalSize = 0;
+};
+
+/// Gives a fragment its descriptor, with `used` bytes allocated; firstFree comes last.
+memDesc* initDesc(char* mapping, uint64_t size, uint32_t used, const FirstFragment& first = {});
 
 }  // namespace qm::persistent

@@ -19,11 +19,14 @@ void report(const char* what)
     qm_printf(qm_debug, "%s failed: %s\n", what, std::strerror(errno));
 }
 
-FileDescriptor openOrCreate(const char* path)
+FileDescriptor openOrCreate(const char* path, int exclusive)
 {
-    FileDescriptor file = FileDescriptor::adopt(::shm_open(path, O_RDWR | O_CREAT, kMode));
+    FileDescriptor file = FileDescriptor::adopt(::shm_open(path, O_RDWR | O_CREAT | exclusive, kMode));
     // The kernel does not "create" another user's object that exists, not even for root.
-    if (!file && errno == EACCES) file = FileDescriptor::adopt(::shm_open(path, O_RDWR, 0));
+    if (!file && errno == EACCES && exclusive == 0) {
+        file = FileDescriptor::adopt(::shm_open(path, O_RDWR, 0));
+        if (!file) errno = EACCES;  // none is there: what counts is why it cannot be made
+    }
     if (!file) report("shm_open");
     return file;
 }
@@ -49,10 +52,10 @@ bool setSize(int object, uint64_t size, uint64_t offset, std::size_t bytes)
 
 using Map = void* (*)(int object);
 
-ShMem create(const char* path, std::size_t size, std::size_t reserved, Map map)
+ShMem create(const char* path, int exclusive, std::size_t size, std::size_t reserved, Map map)
 {
     constexpr char* kNone = nullptr;
-    FileDescriptor file = openOrCreate(path);
+    FileDescriptor file = openOrCreate(path, exclusive);
     if (!file || !setSize(file.get(), size, 0, reserved)) return {std::move(file), kNone};
     void* const mapping = map(file.get());
     if (mapping == MAP_FAILED) {
@@ -62,6 +65,7 @@ ShMem create(const char* path, std::size_t size, std::size_t reserved, Map map)
     // Deliberate: descriptor 0 is a failure.
     if (file.get() == 0) {
         (void)::munmap(mapping, size);
+        errno = EBADF;
         return {std::move(file), kNone};
     }
     return {std::move(file), static_cast<char*>(mapping)};
@@ -71,12 +75,13 @@ ShMem create(const char* path, std::size_t size, std::size_t reserved, Map map)
 
 ShMem createMainShMem(const char* path)
 {
-    return create(path, kMainSize, kMainSize, [](int object) { return mapDirectory(object, kMainSize); });
+    return create(path, 0, kMainSize, kMainSize, [](int object) { return mapDirectory(object, kMainSize); });
 }
 
 ShMem createShMem(const char* path)
 {
-    return create(path, kUnit, sizeof(memDesc), [](int object) { return mapNew(object, 0, kUnit); });
+    // Exclusive: what could not be discarded is another's, and not empty.
+    return create(path, O_EXCL, kUnit, sizeof(memDesc), [](int object) { return mapNew(object, 0, kUnit); });
 }
 
 FileDescriptor openShMem(const char* path)

@@ -167,7 +167,8 @@ SLREALTIME_API RunResult runModel(ModelInfo model, const RunOptions& options);
  * output.
  *
  * A model is a program `<dir>/bin/<model>` with its identity in `<dir>/misc/UUID`; its log goes to
- * `<dir>/log/<model>.log` unless --log-file says otherwise.
+ * `<dir>/log/<model>.log` unless --log-file says otherwise. SIGINT and SIGTERM end the run, never the exit
+ * handlers behind it; one that hangs needs SIGKILL.
  *
  * @param model      what to run; its functions run after the command line was read
  * @param addOptions adds the model's own options to the command line; what they fill must outlive this

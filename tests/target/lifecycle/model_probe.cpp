@@ -3,11 +3,16 @@
 
 #include "log_capture.hpp"
 #include <qm.h>
+#include <slrealtime/Standalone.hpp>
 
+#include <unistd.h>
+
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <map>
 #include <string>
+#include <thread>
 
 namespace {
 
@@ -15,8 +20,9 @@ auto& logged = *new qm::test::LogCapture;
 
 void printLog()
 {
-    for (const std::string& line : logged.linesFrom("debug"))
-        if (line.find("checksum") != line.npos || line.find("Tag model run") != line.npos)
+    for (const std::string& line : logged.lines())
+        if (!line.starts_with("trace ") &&
+            (line.find("checksum") != line.npos || line.find("Tag model run") != line.npos))
             (void)std::puts(line.c_str());
 }
 
@@ -27,7 +33,40 @@ void printState()
                                                               : "no first load");
 }
 
+void sayWhetherTagged(void* name)
+{
+    (void)std::printf("exit handler %s, %s\n", static_cast<char*>(name),
+                      access("/tmp/quillmark/model_uuid", F_OK) == 0 ? "tagged" : "not tagged");
+}
+
+/// Runs as a model whose tenth step does this.
+void runUntil(void (*end)())
+{
+    static char names[] = "A\0B";
+    slrealtime::ModelInfo model;
+    model.initialize_ = [] {
+        qm_initModelRun();
+        printState();
+        qm_add_exit_handler(sayWhetherTagged, names);
+        qm_add_exit_handler(sayWhetherTagged, names + 2);
+    };
+    model.terminate_ = [] { (void)std::puts("terminated"); };
+    slrealtime::TaskInfo task;
+    task.period_ = 0.001;
+    task.entry_ = [end, steps = 0]() mutable {
+        if (++steps == 10) end();
+    };
+    model.tasks_.push_back(task);
+    slrealtime::standalone::RunOptions options;
+    options.logLevel_ = boost::log::trivial::error;
+    (void)slrealtime::standalone::runModel(model, options);
+}
+
 const std::map<std::string, void (*)()> kActs{
+    {"run-to-SIGTERM", [] { runUntil([] { (void)kill(getpid(), SIGTERM); }); }},
+    {"run-to-SIGINT", [] { runUntil([] { (void)kill(getpid(), SIGINT); }); }},
+    {"run-to-exit", [] { runUntil([] { std::exit(0); }); }},
+    {"run-to-exit-elsewhere", [] { runUntil([] { std::thread([] { std::exit(0); }).detach(); }); }},
     {"check", qm_checkModelInit},
     {"init", qm_initModelRun},
     {"set", qm_setModelInit},

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <string>
+#include <utility>
 
 namespace {
 
@@ -138,6 +139,27 @@ TEST_F(ModelRun, ThatFindsNoSpaceForItsTagIsNotTagged)
     EXPECT_EQ("not tagged\n" + kFound + kMismatch +
                   "info QM: Tag model run: Failed to write checksum file: No space left on device\n",
               run("a", "tag"));
+}
+
+TEST_F(ModelRun, EndsWithItsExitHandlersInOrderAndThenItsTagHoweverItIsStopped)
+{
+    install("a", "uuid a\n");
+    const std::string handlers = "exit handler A, not tagged\nexit handler B, not tagged\n" + kReplaced;
+    for (const auto& [end, terminated] :
+         {std::pair("run-to-SIGTERM", "terminated\n"), std::pair("run-to-SIGINT", "terminated\n"),
+          std::pair("run-to-exit", ""), std::pair("run-to-exit-elsewhere", "")}) {
+        EXPECT_EQ("first load\n" + (terminated + handlers), run("a", end)) << end;
+        EXPECT_EQ(0U, run("a", "check state").find("no first load")) << end;
+        fs::remove(kTag);
+    }
+}
+
+TEST_F(ModelRun, ThatCannotMakeItsTagIsNotTaggedAndMayTryAgain)
+{
+    install("a", "uuid a\n");
+    fs::create_directory(kTag);
+    const std::string why = "info QM: Tag model run: Failed to open/create checksum file: Is a directory\n";
+    EXPECT_EQ("not tagged\nnot tagged\n" + why + why, run("a", "tag tag"));
 }
 
 TEST_F(ModelRun, MakesTheTagsDirectory)

@@ -133,7 +133,7 @@ TEST_P(Damaged, MemoryIsNotLoadedAndLeftAlone)
             EXPECT_THAT(log.lines(), Contains(HasSubstr(GetParam().reason)));
             EXPECT_THAT(log.lines(), Contains(HasSubstr(GetParam().place)));
             EXPECT_THAT(
-                log.linesFrom("info"),
+                log.notes(),
                 testing::ElementsAre(testing::MatchesRegex("info QM: Open shared memory .* failed"),
                                      "error QM: Persistent memory not available: first - creating failed"));
             EXPECT_THAT(log.lines(), Contains("debug QM: PersMem list initialization failed"));

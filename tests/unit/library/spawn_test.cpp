@@ -20,12 +20,12 @@ constexpr const char* kTooMany =
 /// What the child writes.
 std::string spawn(const std::string& path, const std::string& name, const std::string& options)
 {
-    qm::test::StreamCapture out(1);
-    const int child = qm_spawnExecutable(path.c_str(), name.c_str(), options.c_str());
-    int status = -1;
-    EXPECT_EQ(child, waitpid(child, &status, 0));
-    EXPECT_EQ(0, status);
-    return out.text();
+    return qm::test::standardOutputOf([&] {
+        const int child = qm_spawnExecutable(path.c_str(), name.c_str(), options.c_str());
+        int status = -1;
+        EXPECT_EQ(child, waitpid(child, &status, 0));
+        EXPECT_EQ(0, status);
+    });
 }
 
 TEST(SpawnedExecutable, HasItsPathAloneAndNoEnvironment)
@@ -43,9 +43,9 @@ TEST(SpawnedExecutable, GetsUpTo18WordsSplitAtBlanks)
     const std::string shown = "[2][3][4][5][6][7][8][9][10][11][12][13][14][15][16][17][18]";
     EXPECT_EQ("[a][b\tc]", spawn("/usr/bin", "printf", "   [%s]  a   b\tc "));
     EXPECT_EQ(shown, spawn("/usr/bin", "printf", "[%s]" + seventeen));
-    EXPECT_THAT(log.linesFrom("info"), IsEmpty());
+    EXPECT_THAT(log.notes(), IsEmpty());
     EXPECT_EQ(shown, spawn("/usr/bin", "printf", "[%s]" + seventeen + " 19 20"));
-    EXPECT_THAT(log.linesFrom("info"), ElementsAre(kTooMany));
+    EXPECT_THAT(log.notes(), ElementsAre(kTooMany));
 }
 
 TEST(SpawnedExecutable, IsRefusedWithAPathOf100CharactersOrWithoutAFile)
@@ -55,9 +55,8 @@ TEST(SpawnedExecutable, IsRefusedWithAPathOf100CharactersOrWithoutAFile)
     EXPECT_EQ(-1, qm_spawnExecutable((std::string(100 - 12, '/') + "usr/bin").c_str(), "true", ""));
     errno = EPERM;
     EXPECT_EQ(-1, qm_spawnExecutable("/usr", "missing", "a"));
-    EXPECT_THAT(log.linesFrom("info"),
-                ElementsAre("info QM: qm_spawnExecutable(): Executable path too long",
-                            "info QM: posix_spawn() failed: No such file or directory"));
+    EXPECT_THAT(log.notes(), ElementsAre("info QM: qm_spawnExecutable(): Executable path too long",
+                                         "info QM: posix_spawn() failed: No such file or directory"));
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -113,4 +114,14 @@ TEST(CommandLine, ExitStatusTellsUsageFromFailureFromSuccess)
                 testing::EndsWith("\nPASS\n"));
     const auto tooWide = testing::ContainsRegex("[^\n]{81}");
     EXPECT_EXIT(modelMain({"--help"}), ExitedWithCode(0), testing::Not(tooWide));
+}
+
+TEST(CommandLine, ASecondStopSignalDoesNotCutExitHandlersShort)
+{
+    const auto run = [] {
+        std::atexit([] { (void)std::fputs("all done", stderr); });
+        std::atexit([] { (void)(std::raise(SIGTERM) + std::raise(SIGINT)); });
+        modelMain({"--steps", "2", "--log-file", ""});
+    };
+    EXPECT_EXIT(run(), ExitedWithCode(0), HasSubstr("all done"));
 }
