@@ -13,11 +13,14 @@
 #include <regex>
 #include <set>
 #include <span>
+#include <sstream>
 
 namespace qmctl {
 
 namespace {
 
+constexpr char kLabelFile[] = "/usr/quillmark/sysinfo/ethTranslateFile.txt";
+constexpr char kEthernet[] = "020000";
 constexpr char kRightBoard[] =
     "right is VENDOR:DEVICE[:SUBVENDOR:SUBDEVICE], four hexadecimal digits each, or BUS:SLOT, two each, as "
     "in 'qmctl pci list'";
@@ -140,6 +143,30 @@ Json toJson(const qm_topo_node& node, const Devices& devices, std::set<uint32_t>
     return value;
 }
 
+/// Labels of ports by their addresses: entries "name:index:label;" of the library's file.
+std::map<std::string, std::string> labelsOf(const Json& ports)
+{
+    std::map<std::string, std::string> labels;
+    std::istringstream entries(files::content(kLabelFile).value_or(""));
+    for (std::string entry; std::getline(entries, entry, ';');) {
+        static const std::regex kForm("([^:]*):([0-9]{1,5}):(.*)");
+        std::smatch parts;
+        if (!std::regex_match(entry, parts, kForm)) continue;
+        const auto index = static_cast<std::size_t>(std::stoul(parts[2]));
+        if (index < ports.size()) labels[ports[index].at("address")] = parts[3];
+    }
+    return labels;
+}
+
+void addLabels(Json& tree, const std::map<std::string, std::string>& labels)
+{
+    for (Json& node : tree) {
+        const auto label = labels.find(node.at("address"));
+        node["label"] = label == labels.end() ? "" : label->second;
+        if (node.contains("children")) addLabels(node["children"], labels);
+    }
+}
+
 void flatten(const Json& tree, Json& list)
 {
     for (const Json& node : tree) {
@@ -211,7 +238,19 @@ Json topology()
             tree.push_back(toJson(node, devices, shown));
         freeTopology(nodes, count);
     }
+    addLabels(tree, labelsOf(ethernetPorts(tree)));
     return tree;
+}
+
+Json ethernetPorts(const Json& tree)
+{
+    Json ports = Json::array();
+    for (const Json& function : flattened(tree)) {
+        if (function.at("class") != kEthernet) continue;
+        ports.push_back(function);
+        ports.back()["index"] = ports.size() - 1;
+    }
+    return ports;
 }
 
 Json flattened(const Json& tree)

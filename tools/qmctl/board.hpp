@@ -24,8 +24,12 @@ qm_PCIDevice findBoard(const Arguments& arguments);
 /// The same from outside: scans in a child; the record's dev is null.
 qm_PCIDevice findBoardInChild(const Arguments& arguments);
 
-/// All functions of the machine as the library's topology has them, "children" behind bridges. Scans.
+/// All functions of the machine as the library's topology has them, "children" behind bridges, "label" of
+/// Ethernet ports. Scans.
 Json topology();
+
+/// The Ethernet ports of a topology in the library's order, each with its "index".
+Json ethernetPorts(const Json& tree);
 
 /// The tree as a list, in the order of the addresses.
 Json flattened(const Json& tree);

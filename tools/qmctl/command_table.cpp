@@ -8,9 +8,9 @@ const std::vector<Command>& commands()
 {
     static const std::vector<Command> all = [] {
         std::vector<Command> rows;
-        for (auto* const noun :
-             {doctorCommands, targetCommands, pciCommands, pciConfigCommands, pciDriverCommands, dmaCommands,
-              persistCommands, irqCommands, latencyCommands, reportCommands, documentCommands}) {
+        for (auto* const noun : {doctorCommands, targetCommands, pciCommands, pciConfigCommands,
+                                 pciDriverCommands, ethCommands, serialCommands, dmaCommands, persistCommands,
+                                 irqCommands, latencyCommands, reportCommands, documentCommands}) {
             auto more = noun();
             rows.insert(rows.end(), std::move_iterator(more.begin()), std::move_iterator(more.end()));
         }

@@ -2,9 +2,11 @@
 
 #include "doctor.hpp"
 
+#include "child.hpp"
 #include "files.hpp"
 #include "nouns.hpp"
 #include "text.hpp"
+#include <qm/cpu_temperature.h>
 
 #include <fmt/format.h>
 #include <unistd.h>
@@ -34,6 +36,16 @@ double measureCounter()
     return static_cast<double>(last - first) / std::chrono::duration<double>(end - begin).count();
 }
 
+/// Those of the report that is open; null without one.
+Json savedMeasurements()
+{
+    const auto saved = files::content(kMeasurementsFile);
+    if (!saved) return nullptr;
+    Json values = Json::parse(*saved, nullptr, false);
+    if (!values.is_object()) throw Failure("the report's measurements are damaged");
+    return values;
+}
+
 }  // namespace
 
 Measurements measure()
@@ -52,13 +64,19 @@ Json toJson(const Measurements& measurements)
 
 Machine thisMachine()
 {
-    const auto saved = files::content(kMeasurementsFile);
-    if (!saved) return {"/", measure()};
-    const Json values = Json::parse(*saved, nullptr, false);
-    if (!values.is_object()) throw Failure("the report's measurements are damaged");
+    const Json saved = savedMeasurements();
+    if (saved.is_null()) return {"/", measure()};
     return {"/",
-            {values.value("counter_hz", 0.0), values.value("configuration_writable", false),
-             values.value("shared_memory_writable", false), values.value("dma_manager_writable", false)}};
+            {saved.value("counter_hz", 0.0), saved.value("configuration_writable", false),
+             saved.value("shared_memory_writable", false), saved.value("dma_manager_writable", false)}};
+}
+
+Json cpuTemperature()
+{
+    const Json saved = savedMeasurements();
+    if (!saved.is_null()) return saved.value("cpu_temperature", Json());
+    const Json degrees = inChild([] { return Json(qm_getCpuTemperature()); }).value;
+    return degrees == -1 ? Json() : degrees;
 }
 
 Outcome examine(const Machine& machine)

@@ -61,6 +61,9 @@ std::string showFindings(const Json& findings, const Look& look);
 /// This machine, or the one whose report is open.
 Machine thisMachine();
 
+/// The processor's temperature in degrees Celsius, or null; the one in the report that is open.
+Json cpuTemperature();
+
 /// Where a report keeps the measurements of its machine.
 constexpr char kMeasurementsFile[] = "/qmctl/measurements.json";
 Json toJson(const Measurements& measurements);

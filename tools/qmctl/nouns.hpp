@@ -11,6 +11,8 @@ std::vector<Command> targetCommands();
 std::vector<Command> pciCommands();
 std::vector<Command> pciConfigCommands();
 std::vector<Command> pciDriverCommands();
+std::vector<Command> ethCommands();
+std::vector<Command> serialCommands();
 std::vector<Command> dmaCommands();
 std::vector<Command> persistCommands();
 std::vector<Command> irqCommands();

@@ -21,7 +21,8 @@ std::string showList(const Json& boards, const Look& look)
                   {"Kind", "kind"},
                   {"Interface", "interface"},
                   {"Driver", "driver"},
-                  {"Devices", "devices"}},
+                  {"Devices", "devices"},
+                  {"Label", "label"}},
                  look, "no PCI device");
 }
 
@@ -43,6 +44,7 @@ std::string branch(const Json& nodes, const std::string& before)
         }
         if (!node.at("driver").get<std::string>().empty()) text += ", " + plain(node.at("driver"));
         if (!node.at("devices").empty()) text += fmt::format(" [{}]", plain(node.at("devices")));
+        if (!node.at("label").get<std::string>().empty()) text += " = " + plain(node.at("label"));
         text += '\n';
         if (!node.contains("children")) continue;
         const std::string line = before.empty() ? " " : before + (last ? "  " : "| ");

@@ -1,7 +1,7 @@
 // qmctl pci bind, unbind, probe: which kernel driver has a board. The library asks the kernel and does not
 // see a refusal; here the result is looked at.
 
-#include "board.hpp"
+#include "binding.hpp"
 #include "child.hpp"
 #include "files.hpp"
 #include "nouns.hpp"
@@ -41,6 +41,8 @@ std::string routedInterface(const std::string& address)
     return "";
 }
 
+}  // namespace
+
 void refuseRouted(const std::string& address, const Arguments& arguments)
 {
     const std::string name = routedInterface(address);
@@ -51,10 +53,32 @@ void refuseRouted(const std::string& address, const Arguments& arguments)
                     address, name, name));
 }
 
-std::string orNone(const std::string& driver)
+bool handOver(qm_PCIDevice& board, const std::string& driver)
 {
-    return driver.empty() ? "none" : driver;
+    if (driver == kUioDriver)
+        (void)qm_uio_bindDeviceToUio(&board);
+    else
+        (void)qm_pci_bindDriver(&board, driver.c_str());
+    return driverOf(addressOf(board)) == driver;
 }
+
+std::string giveBack(qm_PCIDevice& board, const std::string& before)
+{
+    if (before.empty()) return "; it has no driver, as before";
+    return handOver(board, before) ? fmt::format("; it has its old driver {} back", before)
+                                   : fmt::format("; its old driver {} did not take it back", before);
+}
+
+void requireDriver(const std::string& driver)
+{
+    if (driver.find('/') == std::string::npos && files::present("/sys/bus/pci/drivers/" + driver)) return;
+    throw Failure(
+        fmt::format("there is no driver '{0}' below /sys/bus/pci/drivers; load its module first "
+                    "('modprobe {0}')",
+                    driver));
+}
+
+namespace {
 
 Json result(const qm_PCIDevice& board, const std::string& before, const std::string& done)
 {
@@ -68,24 +92,10 @@ Json dryRun(const qm_PCIDevice& board, const std::string& before, const std::str
                   fmt::format("would {} {} (driver now: {})", what, addressOf(board), orNone(before)));
 }
 
-/// Asks the kernel to bind; what counts is whose the board is then.
-bool handOver(qm_PCIDevice& board, const std::string& driver)
-{
-    if (driver == kUioDriver)
-        (void)qm_uio_bindDeviceToUio(&board);
-    else
-        (void)qm_pci_bindDriver(&board, driver.c_str());
-    return driverOf(addressOf(board)) == driver;
-}
-
 Json bind(const Arguments& arguments)
 {
     const std::string driver = arguments.text("DRIVER");
-    if (driver.find('/') != std::string::npos || !files::present("/sys/bus/pci/drivers/" + driver))
-        throw Failure(
-            fmt::format("there is no driver '{}' below /sys/bus/pci/drivers; load its module first "
-                        "('modprobe {}')",
-                        driver, driver));
+    requireDriver(driver);
     qm_PCIDevice board = findBoard(arguments);
     const std::string address = addressOf(board);
     const std::string before = driverOf(address);
@@ -95,14 +105,10 @@ Json bind(const Arguments& arguments)
     if (arguments.has("--dry-run")) return dryRun(board, before, "bind " + driver + " to");
     if (handOver(board, driver))
         return result(board, before, fmt::format("{}: {} instead of {}", address, driver, orNone(before)));
-    std::string after = "; it has no driver, as before";
-    if (!before.empty())
-        after = handOver(board, before) ? fmt::format("; it has its old driver {} back", before)
-                                        : fmt::format("; its old driver {} did not take it back", before);
     throw Failure(
         fmt::format("the kernel did not give {} ({}) to {}: the driver does not know such a board, see "
                     "'dmesg'{}",
-                    address, idsOf(board), driver, after));
+                    address, idsOf(board), driver, giveBack(board, before)));
 }
 
 Json unbind(const Arguments& arguments)

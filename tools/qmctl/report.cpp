@@ -203,7 +203,9 @@ Outcome run(const Arguments& arguments)
     const Scratch scratch;
     ReportTree tree(scratch.path() / kFolder, full);
     tree.write("/README.txt", readMe(full));
-    tree.write(kMeasurementsFile, toJson(measure()).dump(2) + '\n');
+    Json measurements = toJson(measure());
+    measurements["cpu_temperature"] = cpuTemperature();
+    tree.write(kMeasurementsFile, measurements.dump(2) + '\n');
     writeAnswers(tree);
     for (const char* const pattern : kFiles)
         tree.copyAll(pattern);

@@ -1,6 +1,7 @@
 // qmctl target: what the library knows of this computer.
 
 #include "child.hpp"
+#include "doctor.hpp"
 #include "nouns.hpp"
 #include "text.hpp"
 #include <qm/paths.h>
@@ -43,7 +44,8 @@ std::string show(const Json& value, const Look& look)
                   {"Marketing name", "marketing_name"},
                   {"Screen line 1", "screen_line_1"},
                   {"Screen line 2", "screen_line_2"},
-                  {"Library version", "library_version"}},
+                  {"Library version", "library_version"},
+                  {"CPU temperature", "cpu_temperature"}},
                  look);
 }
 
@@ -55,7 +57,11 @@ std::vector<Command> targetCommands()
              "",
              "Show what the library takes this computer for",
              {},
-             [](const Arguments&) { return Outcome{inChild(describe).value}; },
+             [](const Arguments&) {
+                 Outcome outcome{inChild(describe).value};
+                 outcome.value["cpu_temperature"] = cpuTemperature();
+                 return outcome;
+             },
              show,
              "The type follows from the PCI topology; the screen lines and the version are those of the "
              "target's image, below /usr/quillmark/sysinfo."}};

@@ -34,10 +34,10 @@ protected:
 TEST_F(Boards, AreListedWithThePositionsThatModelsCount)
 {
     EXPECT_EQ(
-        "Address  IDs        Pos.  Subsystem  Kind         Interface  Driver  Devices\n"
-        "00:03.0  1234:11e8     1  -          acquisition  PCI        -       -\n"
-        "00:1c.0  8086:a116     1  -          PCI bridge   PCIe2 x4   -       -\n"
-        "01:02.0  1234:11e8     2  -          acquisition  PCI        -       -\n",
+        "Address  IDs        Pos.  Subsystem  Kind         Interface  Driver  Devices  Label\n"
+        "00:03.0  1234:11e8     1  -          acquisition  PCI        -       -        -\n"
+        "00:1c.0  8086:a116     1  -          PCI bridge   PCIe2 x4   -       -        -\n"
+        "01:02.0  1234:11e8     2  -          acquisition  PCI        -       -        -\n",
         textOf("pci list"));
 }
 
@@ -48,6 +48,23 @@ TEST_F(Boards, StandBehindTheirBridgesInTheTree)
         "00:1c.0  8086:a116  PCI bridge, PCIe2 x4 to bus 01\n"
         " `-01:02.0  1234:11e8  acquisition, PCI\n",
         textOf("pci tree"));
+}
+
+TEST_F(Boards, ThatAreEthernetPortsHaveTheLibrarysLabels)
+{
+    world_.add(board(0x8086, 0x1533).at(1, 4).classCode(0x020000))
+        .add(board(0x8086, 0x1533).at(1, 3).classCode(0x020000));
+    sandbox::freshDirectory("/usr/quillmark");
+    sandbox::writeFile("/usr/quillmark/sysinfo/ethTranslateFile.txt", "eth9:1:NX90_1A;:0:Hostlink;rubbish;");
+    EXPECT_THAT(textOf("pci tree"), HasSubstr("|-01:03.0  8086:1533  Ethernet, PCI = Hostlink\n"));
+    EXPECT_THAT(textOf("eth list"), HasSubstr("   1  NX90_1A   -          -      01:04.0"));
+    EXPECT_EQ("0", endOf("eth write"));
+    EXPECT_THAT(textOf("pci list"), HasSubstr("NX40-10_2\n"));
+    EXPECT_THAT(endOf("eth ethercat on 2"), StartsWith("1 there is no Ethernet port '2'"));
+    EXPECT_THAT(endOf("eth ethercat on 1"), StartsWith("1 there is no driver 'atemsys_pci'"));
+    sandbox::writeFile("/sys/bus/pci/drivers/atemsys_pci/bind", "");
+    EXPECT_THAT(endOf("eth ethercat on 1"), HasSubstr("did not give port 1 (01:04.0) to atemsys_pci"));
+    EXPECT_EQ("0000:01:04.0", sandbox::readFile("/sys/bus/pci/drivers/atemsys_pci/bind").substr(0, 12));
 }
 
 TEST_F(Boards, AreFoundByPositionAndByPlace)
@@ -72,6 +89,7 @@ TEST_F(Boards, ThatAreNotThereEndInAReason)
         {"pci find 12:34:56", "2 BOARD: '12:34:56' is wrong; right is VENDOR:DEVICE"},
         {"pci bind 00:03 none", "1 there is no driver 'none' below /sys/bus/pci/drivers; load its module"},
         {"irq latency 00:1c", "2 how 8086:a116 interrupts is not known; say --raise"},
+        {"serial config 1", "1 [port 1] not found device; 'qmctl serial list' shows"},
         {"pci config 00:03 --restore /nowhere", "1 cannot read /nowhere"}};
     for (const auto& [line, end] : rows)
         EXPECT_THAT(endOf(line), StartsWith(end)) << line;

@@ -40,6 +40,8 @@ void buildTarget()
     std::filesystem::create_directories("/sys/class/net");
     std::filesystem::create_symlink("../../devices/pci0000:00/0000:01:00.0/net/enx525400123456",
                                     "/sys/class/net/enx525400123456");
+    sandbox::freshDirectory("/usr/quillmark");
+    sandbox::writeFile("/usr/quillmark/sysinfo/ethTranslateFile.txt", "enx525400123456:0:Hostlink;");
     sandbox::freshDirectory("/dev/shm");
     (void)qm_allocPersistentMemory("state", 100);
     sandbox::freshDirectory("/tmp/quillmark");
@@ -48,7 +50,8 @@ void buildTarget()
 std::string answers()
 {
     std::string all;
-    for (const char* const line : {"pci list", "pci tree", "target", "persist list", "irq list", "dma list"})
+    for (const char* const line : {"pci list", "pci tree", "eth list", "serial list", "target",
+                                   "persist list", "irq list", "dma list"})
         all += textOf(line);
     return all;
 }
@@ -68,11 +71,11 @@ TEST(Report, AnswersAsTheMachineDid)
 {
     buildTarget();
     const std::string before = answers();
-    EXPECT_THAT(before,
-                testing::AllOf(testing::HasSubstr("Otter"), testing::HasSubstr("igb     enx525400123456")));
+    EXPECT_THAT(before, testing::AllOf(testing::HasSubstr("Otter"),
+                                       testing::HasSubstr("igb [enx525400123456] = Hostlink")));
     ASSERT_EQ("0", endOf(std::string("report --full --output ") + kReport));
-    sandbox::freshDirectory("/sys");
-    sandbox::freshDirectory("/dev/shm");
+    for (const char* const path : {"/sys", "/dev/shm", "/usr/quillmark"})
+        sandbox::freshDirectory(path);
     ASSERT_NE(before, answers());
 
     const auto after = qmctl::inChild([] {  // there is no way back
