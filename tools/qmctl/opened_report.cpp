@@ -14,6 +14,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <exception>
 #include <fstream>
 
 namespace qmctl {
@@ -59,10 +60,15 @@ void openReport(const std::string& archive)
     (void)close(file);
     if (!unpacked || !files::present(kPlace + std::string(kMeasurementsFile)))
         throw Failure(fmt::format("{} is no report; 'qmctl report' writes one", archive));
-    restoreBinaries(kPlace);
-    // Without it libpci would look for this machine's boards by the processor's ports.
-    std::filesystem::create_directories(kPlace + std::string("/sys/bus/pci/devices"));
     if (chroot(kPlace) != 0 || chdir("/") != 0) throw cannot("enter the report");
+    // Only from here on: a link in somebody else's report leads nowhere but into the report.
+    try {
+        restoreBinaries("/");
+    } catch (const std::exception& error) {
+        throw Failure(fmt::format("{} is damaged: {}", archive, error.what()));
+    }
+    // Without it libpci would look for this machine's boards by the processor's ports.
+    std::filesystem::create_directories("/sys/bus/pci/devices");
     (void)setenv("SYSTEMD_DEVICE_VERIFY_SYSFS", "0", 1);  // its /sys is no kernel's
 }
 

@@ -10,6 +10,7 @@
 #include <gmock/gmock.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 
 namespace {
@@ -84,6 +85,24 @@ TEST(Report, AnswersAsTheMachineDid)
     });
     EXPECT_EQ(before, after.value.at("answers"));
     EXPECT_EQ(3, after.value.at("doctor"));
+}
+
+TEST(Report, ThatIsMadeToDoHarmReachesNoFileOutside)
+{
+    sandbox::freshDirectory("/tmp/quillmark");
+    sandbox::freshDirectory("/usr/quillmark");
+    sandbox::writeFile("/usr/quillmark/victim", "untouched");
+    const std::string folder = "/tmp/quillmark/r/";
+    sandbox::writeFile(folder + "qmctl/measurements.json", "{}");
+    std::filesystem::create_symlink("/usr/quillmark/victim", folder + "trap");
+    sandbox::writeFile(folder + "trap.hex", "# binary file, bytes: 1\n00000000 58\n");
+    ASSERT_EQ(0, std::system((std::string("tar -C /tmp/quillmark -czf ") + kReport + " r").c_str()));
+    const auto open = [] {
+        qmctl::openReport(kReport);
+        return qmctl::Json();
+    };
+    EXPECT_THROW(qmctl::inChild(open), qmctl::Failure);
+    EXPECT_EQ("untouched", sandbox::readFile("/usr/quillmark/victim"));
 }
 
 TEST(Report, HoldsNoAddressAndNoBinaryUnlessAskedFor)
