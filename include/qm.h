@@ -7,8 +7,10 @@
 
 #include <qm/api.h>
 #include <qm/base_rate.h>
+#include <qm/cpu_temperature.h>
 #include <qm/dma.h>
 #include <qm/error.h>
+#include <qm/host_link.h>
 #include <qm/interrupts.h>
 #include <qm/io_module.h>
 #include <qm/lifecycle.h>
@@ -23,6 +25,7 @@
 #include <qm/persistent_memory.h>
 #include <qm/port_io.h>
 #include <qm/registry.h>
+#include <qm/soc.h>
 #include <qm/target.h>
 #include <qm/threads.h>
 #include <qm/time.h>

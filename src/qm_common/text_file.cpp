@@ -2,26 +2,39 @@
 
 #include "qm_common/file_descriptor.hpp"
 
+#include <algorithm>
 #include <array>
 #include <cstring>
-#include <string_view>
 
 namespace qm {
 
-std::optional<std::string> readFirstLine(const char* path)
+std::optional<std::string_view> readText(const char* path, std::span<char> buffer)
 {
     const FileDescriptor file(path, O_RDONLY);
     if (!file) return std::nullopt;
-    std::string line;
+    const ssize_t size = ::read(file.get(), buffer.data(), buffer.size() - 1);
+    if (size < 0) return std::nullopt;
+    buffer[static_cast<std::size_t>(size)] = '\0';
+    return std::string_view(buffer.data(), static_cast<std::size_t>(size));
+}
+
+std::optional<std::string> readWholeText(const char* path)
+{
+    const FileDescriptor file(path, O_RDONLY);
+    if (!file) return std::nullopt;
+    std::string text;
     std::array<char, 256> buffer;
     ssize_t size = 0;
-    while ((size = ::read(file.get(), buffer.data(), buffer.size())) > 0) {
-        const std::string_view chunk(buffer.data(), static_cast<std::size_t>(size));
-        const std::size_t end = chunk.find('\n');
-        line += chunk.substr(0, end);
-        if (end != std::string_view::npos) break;
-    }
-    return line;
+    while ((size = ::read(file.get(), buffer.data(), buffer.size())) > 0)
+        text.append(buffer.data(), static_cast<std::size_t>(size));
+    return text;
+}
+
+std::optional<std::string> readFirstLine(const char* path)
+{
+    auto text = readWholeText(path);
+    if (text) text->resize(std::min(text->find('\n'), text->size()));
+    return text;
 }
 
 bool writeAttribute(const char* path, const char* text)

@@ -1,9 +1,18 @@
 #pragma once
 
 #include <optional>
+#include <span>
 #include <string>
+#include <string_view>
 
 namespace qm {
+
+/// Beginning of a file's text, cut to the buffer and terminated there; nothing and errno when the file cannot
+/// be read.
+std::optional<std::string_view> readText(const char* path, std::span<char> buffer);
+
+/// A text file as a whole; nothing when it cannot be opened.
+std::optional<std::string> readWholeText(const char* path);
 
 /// First line of a text file without its "\n"; nothing when the file cannot be opened.
 std::optional<std::string> readFirstLine(const char* path);

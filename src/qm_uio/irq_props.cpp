@@ -1,5 +1,4 @@
 #include "qm_error.hpp"
-#include "qm_root.hpp"
 #include "qm_uio/uio_device.hpp"
 #include <qm/interrupts.h>
 #include <qm/log.h>
@@ -7,7 +6,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
 #include <optional>
 
 namespace {
@@ -35,14 +33,6 @@ int setPriority(pid_t thread, int priority)
 {
     if (qm_setPidPriority(thread, priority) == 0) return 0;
     qm::setErrorText("Failed to set priority of IRQ thread PID %d to %d", thread, priority);
-    return -1;
-}
-
-int place(int irq, int cpu)
-{
-    const qm::RootScope root;
-    if (qm::uio::setIrqAffinity(irq, cpu) == 0) return 0;
-    qm::setErrorText("Failed to set IRQ %d affinity to CPU %d: %s", irq, cpu, std::strerror(errno));
     return -1;
 }
 
@@ -92,7 +82,7 @@ int qm_uio_setIrqProps(qm_InterruptContext* context)
     }
     qm_printf(qm_debug, "Setting IRQ thread PID %d to priority = %d\n", thread, wanted->priority);
     if (setPriority(thread, wanted->priority) != 0) return -1;
-    return place(irq, context->irq_cpu_assigned);
+    return qm::uio::placeIrq(irq, context->irq_cpu_assigned);
 }
 
 int qm_uio_resetIrqProps(qm_InterruptContext* context)

@@ -1,5 +1,7 @@
 #include "qm_common/directory.hpp"
 #include "qm_common/file_descriptor.hpp"
+#include "qm_common/text_file.hpp"
+#include "qm_error.hpp"
 #include "qm_root.hpp"
 #include "qm_uio/uio_device.hpp"
 
@@ -7,6 +9,7 @@
 #include <cerrno>
 #include <charconv>
 #include <cstdio>
+#include <cstring>
 #include <optional>
 #include <span>
 #include <string_view>
@@ -15,7 +18,6 @@ namespace qm::uio {
 
 namespace {
 
-constexpr char kUioClass[] = "/sys/class/uio/uio";
 constexpr char kProcesses[] = "/proc";
 constexpr std::string_view kThreadPrefix = "irq/";
 constexpr int kHighestIrq = 99999;
@@ -25,26 +27,11 @@ constexpr std::string_view kPlacedForGood = "1";
 /// is none.
 std::optional<std::string_view> readLine(const char* path, std::span<char> buffer)
 {
-    const FileDescriptor file(path, O_RDONLY);
-    if (!file) return std::nullopt;
     errno = 0;
-    const ssize_t size = ::read(file.get(), buffer.data(), buffer.size() - 1);
-    if (size > 0) {
-        const std::string_view text(buffer.data(), static_cast<std::size_t>(size));
-        return text.substr(0, text.find_first_of("\r\n"));
-    }
+    const auto text = readText(path, buffer);
+    if (text && !text->empty()) return text->substr(0, text->find_first_of("\r\n"));
     if (errno == 0) errno = EIO;
     return std::nullopt;
-}
-
-/// A text that is a decimal number as a whole.
-std::optional<int> wholeNumber(std::string_view text)
-{
-    const char* const end = text.data() + text.size();
-    int number = 0;
-    const auto parsed = std::from_chars(text.data(), end, number);
-    if (parsed.ec != std::errc{} || parsed.ptr != end) return std::nullopt;
-    return number;
 }
 
 /// Whether this is the name of a thread that handles the device's interrupt, "irq/<number>-<device>".
@@ -86,6 +73,19 @@ int failWith(int error)
     return -1;
 }
 
+int setIrqAffinity(int irq, int cpu)
+{
+    if (irq < 0) return failWith(EINVAL);
+    if (cpu < 0) return 0;
+    std::array<char, 256> buffer;
+    auto list = readLine(affinityList(irq).data(), buffer);
+    if (!list) return -1;
+    list->remove_prefix(std::min(list->find_first_not_of(" \t"), list->size()));
+    // Deliberate: an interrupt whose list is exactly this stays there, whatever CPU is asked for.
+    if (list->substr(0, list->find_first_of(" \t")) == kPlacedForGood) return 0;
+    return writeAffinity(irq, cpu);
+}
+
 }  // namespace
 
 PathBuffer numberedPath(const char* before, int number, const char* after)
@@ -95,10 +95,19 @@ PathBuffer numberedPath(const char* before, int number, const char* after)
     return path;
 }
 
+std::optional<int> wholeNumber(std::string_view text)
+{
+    const char* const end = text.data() + text.size();
+    int number = 0;
+    const auto parsed = std::from_chars(text.data(), end, number);
+    if (parsed.ec != std::errc{} || parsed.ptr != end) return std::nullopt;
+    return number;
+}
+
 int getUioIrqNumber(int uioIndex)
 {
     std::array<char, 64> buffer;
-    const auto line = readLine(numberedPath(kUioClass, uioIndex, "/device/irq").data(), buffer);
+    const auto line = readLine(numberedPath(kClass, uioIndex, "/device/irq").data(), buffer);
     const int irq = line ? wholeNumber(*line).value_or(-1) : -1;
     return irq >= 0 && irq <= kHighestIrq ? irq : -1;
 }
@@ -106,7 +115,7 @@ int getUioIrqNumber(int uioIndex)
 pid_t findQmUioIrqThreadPid(int uioIndex)
 {
     std::array<char, 128> buffer;
-    const auto device = readLine(numberedPath(kUioClass, uioIndex, "/name").data(), buffer);
+    const auto device = readLine(numberedPath(kClass, uioIndex, "/name").data(), buffer);
     if (!device || device->empty()) return failWith(EINVAL);
     const Directory processes = openDirectory(kProcesses);
     if (processes == nullptr) return -1;
@@ -121,17 +130,12 @@ pid_t findQmUioIrqThreadPid(int uioIndex)
     return thread != -1 ? thread : failWith(ENOENT);
 }
 
-int setIrqAffinity(int irq, int cpu)
+int placeIrq(int irq, int cpu)
 {
-    if (irq < 0) return failWith(EINVAL);
-    if (cpu < 0) return 0;
-    std::array<char, 256> buffer;
-    auto list = readLine(affinityList(irq).data(), buffer);
-    if (!list) return -1;
-    list->remove_prefix(std::min(list->find_first_not_of(" \t"), list->size()));
-    // Deliberate: an interrupt whose list is exactly this stays there, whatever CPU is asked for.
-    if (list->substr(0, list->find_first_of(" \t")) == kPlacedForGood) return 0;
-    return writeAffinity(irq, cpu);
+    const RootScope root;
+    if (setIrqAffinity(irq, cpu) == 0) return 0;
+    setErrorText("Failed to set IRQ %d affinity to CPU %d: %s", irq, cpu, std::strerror(errno));
+    return -1;
 }
 
 int resetUioIrqAffinity(int uioIndex)

@@ -3,16 +3,22 @@
 #include <sys/types.h>
 
 #include <array>
+#include <optional>
+#include <string_view>
 
 /// What the kernel shows of a UIO device: its node, its interrupt, the thread that handles it.
 namespace qm::uio {
 
 constexpr char kNode[] = "/dev/uio";
+constexpr char kClass[] = "/sys/class/uio/uio";
 
 using PathBuffer = std::array<char, 64>;
 
 /// "<before><number><after>"
 PathBuffer numberedPath(const char* before, int number, const char* after = "");
+
+/// A text that is a decimal number as a whole.
+std::optional<int> wholeNumber(std::string_view text);
 
 /// Linux interrupt number of a UIO device, or -1.
 int getUioIrqNumber(int uioIndex);
@@ -21,9 +27,9 @@ int getUioIrqNumber(int uioIndex);
 /// ENOENT without a thread, E2BIG with several.
 pid_t findQmUioIrqThreadPid(int uioIndex);
 
-/// Asks the kernel to deliver an interrupt to a CPU; a negative CPU asks for nothing. 0, or -1 and errno. The
-/// caller holds root rights.
-int setIrqAffinity(int irq, int cpu);
+/// Asks the kernel to deliver an interrupt to a CPU; a negative CPU asks for nothing. 0, or -1, errno and the
+/// reason in pQmErrorStr.
+int placeIrq(int irq, int cpu);
 
 /// Moves a UIO device's interrupt to CPU 0. 0, or -1 and errno.
 int resetUioIrqAffinity(int uioIndex);
