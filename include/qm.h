@@ -10,6 +10,7 @@
 #include <qm/cpu_temperature.h>
 #include <qm/dma.h>
 #include <qm/error.h>
+#include <qm/frozen.h>
 #include <qm/host_link.h>
 #include <qm/interrupts.h>
 #include <qm/io_module.h>
