@@ -289,7 +289,7 @@ QM_API void* qm_hdlc_mapMemory_v19b(qm_PCIDevice* device, uint32_t bar);
  * As qmPCI_backupPCIConfig().
  *
  * @param pciinfo The board.
- * @param ConfigSave QM_PCI_CONFIG_SAVE_WORDS words.
+ * @param ConfigSave 8 words.
  * @return Nothing.
  *
  * Errors, real-time safety, thread-safety: as there.
@@ -300,7 +300,7 @@ QM_API void qmPCI_backupPCIConfig_v22a(qm_PCIDevice* pciinfo, uint32_t* ConfigSa
  * As qmPCI_restorePCIConfig().
  *
  * @param pciinfo The board.
- * @param ConfigSave QM_PCI_CONFIG_SAVE_WORDS words; they are not modified.
+ * @param ConfigSave 8 words; they are not modified.
  * @return Nothing.
  *
  * Errors, real-time safety, thread-safety: as there.
