@@ -24,7 +24,7 @@ namespace qm::test {
 
 namespace {
 
-constexpr int32_t kAll = -1;
+constexpr uint32_t kAll = 0xFFFFFFFF;
 constexpr char kFilePage[] = "in the program's file: one page for all processes";
 
 /// What the functions read and write.
@@ -81,12 +81,21 @@ std::string resultOf(Call call)
 
 // What does not show by itself.
 
+/// The same bits for whichever signedness is asked for.
+struct Bits
+{
+    operator int32_t() const { return static_cast<int32_t>(value); }
+    operator uint32_t() const { return value; }
+
+    uint32_t value;
+};
+
 template <auto get>
-std::string modulesOf(uint32_t type, int32_t id)
+std::string modulesOf(uint32_t type, uint32_t id)
 {
     qm_mod_list modules = nullptr;
     std::string found;
-    for (int i = 0, count = get(&modules, type, static_cast<uint32_t>(id)); i < count; ++i)
+    for (int i = 0, count = get(&modules, type, Bits{id}); i < count; ++i)
         found += showRecord(modules[i]) + "; ";
     std::free(modules);
     return found;
