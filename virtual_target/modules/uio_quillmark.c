@@ -172,8 +172,8 @@ static void show_registers(struct quillmark_board *board)
 	region->name = "BAR 0";
 	region->addr = start & PAGE_MASK;
 	region->offs = offset_in_page(start);
-	region->size = PAGE_ALIGN(region->offs +
-				  pci_resource_len(board->pdev, 0));
+	region->size =
+		PAGE_ALIGN(region->offs + pci_resource_len(board->pdev, 0));
 	region->memtype = UIO_MEM_PHYS;
 }
 
