@@ -5,6 +5,7 @@
 #include "rover.hpp"
 
 #include <fcntl.h>
+#include <fmt/core.h>
 #include <gmock/gmock.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
@@ -76,32 +77,29 @@ TEST(SerialCards, HaveTheirChannelsInTheOrderOfTheNumbersThatTheKernelGave)
 
 TEST_F(SerialPorts, AreConfiguredAsTheTerminalLayerReadsItBack)
 {
+    constexpr char kOff[] = "clocal -crtscts", kOn[] = "-clocal crtscts";
     struct Row
     {
         unsigned speed, dataBits;
         int parity, stopBits, flowControl;
-        const char *shownSpeed, *shownFlags;
+        const char *shownSpeed, *shownFrame, *shownStop, *shownFlow;
     };
-    for (const auto& [speed, dataBits, parity, stopBits, flowControl, shownSpeed, shownFlags] : {
-             Row{B50, 1, None, 2, 0, "speed 50 ",
-                 "-parenb -parodd -cmspar cs5 -hupcl cstopb cread clocal -crtscts"},
-             Row{B1200, 2, Even, 1, 7, "speed 1200 ",
-                 "parenb -parodd -cmspar cs6 -hupcl -cstopb cread -clocal crtscts"},
-             Row{B9600, 3, Odd, 0, 0, "speed 9600 ",
-                 "parenb parodd -cmspar cs7 -hupcl -cstopb cread clocal -crtscts"},
-             Row{B38400, 4, Mark, 2, 1, "speed 38400 ",
-                 "parenb parodd cmspar cs8 -hupcl cstopb cread -clocal crtscts"},
-             Row{B57600, 0, Space, 3, 0, "speed 57600 ",
-                 "parenb -parodd cmspar cs8 -hupcl -cstopb cread clocal -crtscts"},
-             Row{B115200, 5, None, 1, -1, "speed 115200 ",
-                 "-parenb -parodd -cmspar cs8 -hupcl -cstopb cread -clocal crtscts"},
+    for (const Row& row : {
+             Row{B50, 1, None, 2, 0, "50", "-parenb -parodd -cmspar cs5", "cstopb", kOff},
+             Row{B1200, 2, Even, 1, 7, "1200", "parenb -parodd -cmspar cs6", "-cstopb", kOn},
+             Row{B9600, 3, Odd, 0, 0, "9600", "parenb parodd -cmspar cs7", "-cstopb", kOff},
+             Row{B38400, 4, Mark, 2, 1, "38400", "parenb parodd cmspar cs8", "cstopb", kOn},
+             Row{B57600, 0, Space, 3, 0, "57600", "parenb -parodd cmspar cs8", "-cstopb", kOff},
+             Row{B115200, 5, None, 1, -1, "115200", "-parenb -parodd -cmspar cs8", "-cstopb", kOn},
          }) {
-        ASSERT_EQ(0, qm_serial_device_config(kCabled, speed, dataBits, static_cast<parity_bits>(parity),
-                                             stopBits, flowControl));
+        ASSERT_EQ(
+            0, qm_serial_device_config(kCabled, row.speed, row.dataBits, static_cast<parity_bits>(row.parity),
+                                       row.stopBits, row.flowControl));
         const std::string settings = settingsOf("/dev/ttyS1");
-        EXPECT_THAT(settings, testing::StartsWith(shownSpeed));
-        EXPECT_THAT(settings, HasSubstr(shownFlags));
-        EXPECT_THAT(settings, HasSubstr(parity == None ? " -inpck " : " inpck "));
+        EXPECT_THAT(settings, testing::StartsWith(fmt::format("speed {} baud ", row.shownSpeed)));
+        EXPECT_THAT(settings, HasSubstr(fmt::format(" {} -hupcl {} cread {} ", row.shownFrame, row.shownStop,
+                                                    row.shownFlow)));
+        EXPECT_THAT(settings, HasSubstr(row.parity == None ? " -inpck " : " inpck "));
         EXPECT_THAT(settings, HasSubstr(" min = 0  time = 0 "));
         EXPECT_THAT(settings, HasSubstr(" -opost -olcuc -ocrnl onlcr "));
         EXPECT_THAT(settings, HasSubstr(" -isig -icanon -iexten -echo echoe echok "));
