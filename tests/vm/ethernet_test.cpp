@@ -20,8 +20,8 @@ constexpr char kPortAddress[] = "08:00.0";
 /// What the label file holds while a port that is handed over has no name, and otherwise.
 std::string labels(const std::string& nameOfPort3)
 {
-    return "enp1s0:0:Hostlink;enp4s5:1:ETH1;enp7s0:2:NX44_1Port4;" + nameOfPort3 +
-           ":3:NX44_1Port3;enp9s0:4:NX44_1Port2;enp10s0:5:NX44_1Port1;enp12s0:6:ETH2;";
+    return "enp1s0:0:Hostlink;enp4s5:1:ETH1;enp7s0:2:NX42_1Port2;" + nameOfPort3 +
+           ":3:NX42_1Port1;enp10s0:4:ETH2;";
 }
 
 std::string writtenLabels()

@@ -9,7 +9,7 @@ namespace qm::test {
 inline void becomeRover()
 {
     disguise("00:1d.1", 0x8086, 0xA331);
-    disguise("0c:00.0", 0x8086, 0x1533);
+    disguise("0a:00.0", 0x8086, 0x1533);
 }
 
 }  // namespace qm::test
