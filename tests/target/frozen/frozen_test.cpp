@@ -53,8 +53,9 @@ std::string instructions;  // port accesses, which the processor refuses
 void onFault(int /*signal*/, siginfo_t* /*info*/, void* context)
 {
     auto* const registers = static_cast<ucontext_t*>(context)->uc_mcontext.gregs;
-    instructions += fmt::format("{:x} {:x} {:x}", *reinterpret_cast<unsigned char*>(registers[REG_RIP]),
-                                registers[REG_RDX], registers[REG_RAX] & 0xFFFFFFFF);
+    const bool isWrite = *reinterpret_cast<unsigned char*>(registers[REG_RIP]) == 0xEF;
+    instructions += fmt::format("{} {:x} {:x}", isWrite ? "out" : "in", registers[REG_RDX] & 0xFFFF,
+                                isWrite ? registers[REG_RAX] & 0xFFFFFFFF : 0);
     registers[REG_RAX] = 0x12345678;
     registers[REG_RIP] += 1;
 }
