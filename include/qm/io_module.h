@@ -14,6 +14,7 @@
 #include <list>
 #include <utility>
 
+/** The objects of the library's interface in C++. */
 namespace qm {
 
 /** Kinds of I/O modules, by model number. */

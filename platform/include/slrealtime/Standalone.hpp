@@ -1,4 +1,7 @@
-/** What only the stand-alone platform has: the services' registry made visible, and the executive. */
+/**
+ * @file
+ * What only the stand-alone platform has: the services' registry made visible, and the executive.
+ */
 #ifndef SLREALTIME_STANDALONE_HPP
 #define SLREALTIME_STANDALONE_HPP
 
@@ -25,16 +28,27 @@ namespace slrealtime {
 class Histogram;
 }
 
+/** What only the stand-alone platform has. */
 namespace slrealtime::standalone {
 
-/** @return the names of all registered services in order of registration. Thread-safe. */
+/**
+ * Gives the names of all registered services in order of registration. Thread-safe.
+ * @return the names
+ */
 SLREALTIME_API std::vector<std::string> workerNames();
 
-/** @return a new worker of the service `name`, or null when no such service is registered. Thread-safe. */
+/**
+ * Makes a worker of a service. Thread-safe.
+ * @param name the service's name
+ * @return the worker, or null when no such service is registered
+ */
 SLREALTIME_API std::unique_ptr<Worker> createWorker(const std::string& name);
 
-/** Makes `model` what getModelInstanceModelInfo() returns. Not while a model runs: the executive does it
- * itself. */
+/**
+ * Makes a model the one that getModelInstanceModelInfo() returns. Not while a model runs: the executive does
+ * it itself.
+ * @param model copied
+ */
 SLREALTIME_API void setModelInfo(const ModelInfo& model);
 
 /**

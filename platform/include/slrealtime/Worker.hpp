@@ -1,3 +1,7 @@
+/**
+ * @file
+ * Services that take part in every model run.
+ */
 #ifndef SLREALTIME_WORKER_HPP
 #define SLREALTIME_WORKER_HPP
 
