@@ -10,7 +10,9 @@
 #include <stdint.h>
 
 #ifdef __cplusplus
+/** Begins declarations that C and C++ share. */
 #define QM_BEGIN_C extern "C" {
+/** Ends them. */
 #define QM_END_C }
 /** Fixes an enumeration's width where the language can, so that any 32-bit value may be passed in. */
 #define QM_ENUM_INT32 : int32_t
@@ -20,9 +22,10 @@
 #define QM_ENUM_INT32
 #endif
 
-/** Lay down a record that is shared with generated code: its size, and where its fields are, in bytes. */
 #ifdef __cplusplus
+/** Lays down the size in bytes of a record that is shared with generated code. */
 #define QM_RECORD_SIZE(record, size) static_assert(sizeof(record) == (size), #record " has changed")
+/** Lays down where a field of such a record is, in bytes from its begin. */
 #define QM_FIELD_OFFSET(record, field, offset) \
     static_assert(offsetof(record, field) == (offset), #record "." #field " has moved")
 #else

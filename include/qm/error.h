@@ -71,6 +71,7 @@ QM_API void qmError_setPreamble(QmError* error, const char* moduleName, const ch
  *
  * @param error  The object, not null.
  * @param format printf-style format of the message.
+ * @param ...    What the format asks for.
  * @return Nothing.
  *
  * Errors: a message of 200 characters or more ends the process.

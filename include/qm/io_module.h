@@ -14,6 +14,7 @@
 #include <list>
 #include <utility>
 
+/** The objects of the library's interface in C++. */
 namespace qm {
 
 /** Kinds of I/O modules, by model number. */
@@ -38,24 +39,29 @@ class IoModule
 public:
     /** A module of unknown kind, number 0, not located. */
     IoModule() = default;
-    /** A module that is not located. */
+    /**
+     * A module that is not located.
+     *
+     * @param type Kind.
+     * @param id   Number among the modules of its kind.
+     */
     IoModule(ModuleTypes type, int32_t id) : m_type(type), m_id(id) {}
 
-    /** Sets the kind. */
+    /** Sets the kind. @param type The kind. */
     void setType(ModuleTypes type) { m_type = type; }
-    /** Gives the kind. */
+    /** Gives the kind. @return The kind. */
     ModuleTypes getType() const { return m_type; }
-    /** Sets the number among the modules of its kind, as the model counts them. */
+    /** Sets the number among the modules of its kind, as the model counts them. @param id The number. */
     void setId(int32_t id) { m_id = id; }
-    /** Gives the number among the modules of its kind. */
+    /** Gives the number among the modules of its kind. @return The number. */
     int32_t getId() const { return m_id; }
-    /** Sets the position in the automatic search; -1 until then. */
+    /** Sets the position in the automatic search. @param position The position; -1 until set. */
     void setPciAutosearchPos(int32_t position) { m_pciAutosearchPos = position; }
-    /** Gives the position in the automatic search. */
+    /** Gives the position in the automatic search. @return The position. */
     int32_t getPciAutosearchPos() const { return m_pciAutosearchPos; }
-    /** Sets PCI bus and slot. */
+    /** Sets PCI bus and slot. @param busAndSlot The two. */
     void setPciInfo(std::pair<int32_t, int32_t> busAndSlot) { m_pciInfo = busAndSlot; }
-    /** Gives PCI bus and slot; (-1, -1): not located. */
+    /** Gives PCI bus and slot. @return The two; (-1, -1): not located. */
     std::pair<int32_t, int32_t> getPciInfo() const { return m_pciInfo; }
 
 private:

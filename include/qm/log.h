@@ -31,6 +31,7 @@ typedef enum Severity QM_ENUM_INT32
  * @param severity Level of every line. A value above qm_error logs one error record a line that says so,
  * without the text.
  * @param format   printf-style format, ending in "\n".
+ * @param ...      What the format asks for.
  * @return Nothing.
  *
  * Errors: none are reported; a format that cannot be printed logs nothing, and a line is lost when a sink

@@ -13,6 +13,7 @@
 
 QM_BEGIN_C
 
+/** A block's record, defined in the platform's "simstruct.h". */
 typedef struct SimStruct SimStruct;
 
 /** What a block declares about itself. */

@@ -10,9 +10,11 @@
 
 QM_BEGIN_C
 
-/** Header types of a topology node. */
+/** Header type of a topology node: a device. */
 #define QM_TOPO_DEVICE 0U
+/** Header type of a topology node: a bridge to another PCI bus. */
 #define QM_TOPO_PCI_BRIDGE 1U
+/** Header type of a topology node: a bridge to CardBus. */
 #define QM_TOPO_CARDBUS_BRIDGE 2U
 
 /** One PCI function. */

@@ -1,3 +1,7 @@
+/**
+ * @file
+ * Root rights for the span of a scope.
+ */
 #ifndef SLREALTIME_IAMROOT_HPP
 #define SLREALTIME_IAMROOT_HPP
 

@@ -1,3 +1,7 @@
+/**
+ * @file
+ * The process-wide logger.
+ */
 #ifndef SLREALTIME_LOGGER_HPP
 #define SLREALTIME_LOGGER_HPP
 

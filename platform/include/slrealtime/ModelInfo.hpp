@@ -1,3 +1,7 @@
+/**
+ * @file
+ * What a platform knows about a model and its tasks.
+ */
 #ifndef SLREALTIME_MODELINFO_HPP
 #define SLREALTIME_MODELINFO_HPP
 
@@ -9,6 +13,7 @@
 #include <string>
 #include <vector>
 
+/** What a platform offers to libraries and models. */
 namespace slrealtime {
 
 /** How the steps of a task follow each other. Unscoped: both `TimingMode::PERIODIC` and `PERIODIC` are in

@@ -1,4 +1,7 @@
-/** What only the stand-alone platform has: the services' registry made visible, and the executive. */
+/**
+ * @file
+ * What only the stand-alone platform has: the services' registry made visible, and the executive.
+ */
 #ifndef SLREALTIME_STANDALONE_HPP
 #define SLREALTIME_STANDALONE_HPP
 
@@ -25,16 +28,27 @@ namespace slrealtime {
 class Histogram;
 }
 
+/** What only the stand-alone platform has. */
 namespace slrealtime::standalone {
 
-/** @return the names of all registered services in order of registration. Thread-safe. */
+/**
+ * Gives the names of all registered services in order of registration. Thread-safe.
+ * @return the names
+ */
 SLREALTIME_API std::vector<std::string> workerNames();
 
-/** @return a new worker of the service `name`, or null when no such service is registered. Thread-safe. */
+/**
+ * Makes a worker of a service. Thread-safe.
+ * @param name the service's name
+ * @return the worker, or null when no such service is registered
+ */
 SLREALTIME_API std::unique_ptr<Worker> createWorker(const std::string& name);
 
-/** Makes `model` what getModelInstanceModelInfo() returns. Not while a model runs: the executive does it
- * itself. */
+/**
+ * Makes a model the one that getModelInstanceModelInfo() returns. Not while a model runs: the executive does
+ * it itself.
+ * @param model copied
+ */
 SLREALTIME_API void setModelInfo(const ModelInfo& model);
 
 /**
@@ -56,20 +70,20 @@ enum ExitStatus : int
  */
 struct TimeStatistics
 {
-    std::uint64_t count_ = 0;
-    double min_ = 0.0;
-    double mean_ = 0.0;
-    double p50_ = 0.0;
-    double p99_ = 0.0;
-    double p999_ = 0.0;
-    double max_ = 0.0;
+    std::uint64_t count_ = 0;  ///< times counted
+    double min_ = 0.0;         ///< the shortest
+    double mean_ = 0.0;        ///< their mean
+    double p50_ = 0.0;         ///< half of them are no longer
+    double p99_ = 0.0;         ///< 99 % are no longer
+    double p999_ = 0.0;        ///< 99.9 % are no longer
+    double max_ = 0.0;         ///< the longest
 
     /** One column of the histogram: times from from_ up to, not including, to_. */
     struct Bin
     {
-        double from_ = 0.0;
-        double to_ = 0.0;
-        std::uint64_t count_ = 0;
+        double from_ = 0.0;        ///< its first time
+        double to_ = 0.0;          ///< the next one's first time
+        std::uint64_t count_ = 0;  ///< times in it
     };
     std::vector<Bin> histogram_ = {};  ///< from the first bin in use to the last
 };
@@ -83,9 +97,10 @@ public:
     TimeRecorder(const TimeRecorder&) = delete;
     TimeRecorder& operator=(const TimeRecorder&) = delete;
 
-    /** Counts a time; below 0 counts as 0. Real-time safe. */
+    /** Counts a time. Real-time safe. @param nanoseconds the time; below 0 counts as 0 */
     void record(std::int64_t nanoseconds);
 
+    /** Sums up. @return what was counted so far */
     TimeStatistics statistics() const;
 
 private:
@@ -128,7 +143,7 @@ struct TaskResult
 /** What a run came to. */
 struct RunResult
 {
-    int exitStatus_ = kExitDone;
+    int exitStatus_ = kExitDone;                 ///< an ExitStatus
     std::string failure_ = {};                   ///< empty after a run without failure
     std::vector<std::string> notRealTime_ = {};  ///< each reason why the run was not real-time, with its cure
     std::vector<TaskResult> tasks_ = {};         ///< in the order of ModelInfo::tasks_
@@ -159,6 +174,10 @@ struct RunResult
  * signals' old dispositions are back, and the log sinks stay, unqueued, so that exit handlers' records reach
  * them. May be called again, not twice at the same time. Throws only when the process runs out of memory,
  * threads or descriptors before the first initialize().
+ *
+ * @param model   what to run
+ * @param options limits, files, log level
+ * @return what the run came to
  */
 SLREALTIME_API RunResult runModel(ModelInfo model, const RunOptions& options);
 
@@ -170,6 +189,8 @@ SLREALTIME_API RunResult runModel(ModelInfo model, const RunOptions& options);
  * `<dir>/log/<model>.log` unless --log-file says otherwise. SIGINT and SIGTERM end the run, never the exit
  * handlers behind it; one that hangs needs SIGKILL.
  *
+ * @param argc       number of words on the command line
+ * @param argv       the words, the program first
  * @param model      what to run; its functions run after the command line was read
  * @param addOptions adds the model's own options to the command line; what they fill must outlive this
  *                   call. They may change the model, which is passed along, until the command line is read

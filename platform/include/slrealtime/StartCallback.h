@@ -1,4 +1,7 @@
-/** Functions that run when the model starts. Valid C11 and C++. */
+/**
+ * @file
+ * Functions that run when the model starts. Valid C11 and C++.
+ */
 #ifndef SLREALTIME_STARTCALLBACK_H
 #define SLREALTIME_STARTCALLBACK_H
 

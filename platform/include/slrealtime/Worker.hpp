@@ -1,3 +1,7 @@
+/**
+ * @file
+ * Services that take part in every model run.
+ */
 #ifndef SLREALTIME_WORKER_HPP
 #define SLREALTIME_WORKER_HPP
 
@@ -46,7 +50,10 @@ public:
      */
     virtual void preStep(const TaskInfo* task);
 
-    /** After each step of each task, as preStep(); `runCount_` and `tet_` include this step. */
+    /**
+     * After each step of each task, as preStep(); `runCount_` and `tet_` include this step.
+     * @param task the task that has stepped
+     */
     virtual void postStep(const TaskInfo* task);
 
     /** After the last step, before the model's termination; also when an earlier phase failed. Called once
@@ -56,7 +63,10 @@ public:
     /** After the model's termination, the last call before destruction. Called once per run. */
     virtual void terminate();
 
-    /** Reserved for a host platform's housekeeping. The stand-alone executive never calls it. */
+    /**
+     * Reserved for a host platform's housekeeping. The stand-alone executive never calls it.
+     * @param active the host platform's
+     */
     virtual void heartbeatWork(bool active);
 
     /**
