@@ -201,6 +201,7 @@ EXPORTED int open(const char* path, int flags, ...)
 {
     static const auto original = next<int(const char*, int, ...)>("open");
     if (FAILED(open, {EMFILE, EACCES})) return MINUS_ONE;
+    if (plays(__builtin_return_address(0))) flags &= ~O_TRUNC;  // a kernel's files are not cut
     va_list mode;
     va_start(mode, flags);
     const int file = original(path, flags, va_arg(mode, mode_t));
@@ -276,15 +277,25 @@ EXPORTED void* realloc(void* memory, size_t size) noexcept
 }
 
 // A sanitizer's own new does not come by malloc.
-#define NEW                                                    \
-    if (FAILED(new, {ENOMEM})) throw std::bad_alloc();         \
-    return std::malloc(size)
-
-void* operator new(size_t size) { NEW; }
-void* operator new[](size_t size) { NEW; }
 void* operator new(size_t size, const std::nothrow_t& /*tag*/) noexcept
 {
-    if (FAILED(new, {ENOMEM})) return nullptr;
+    if (FAILED(new, {ENOMEM})) return NONE;
+    return std::malloc(size);
+}
+void* operator new(size_t size)
+{
+    if (FAILED(new, {ENOMEM})) {
+        errno = error;
+        throw std::bad_alloc();
+    }
+    return std::malloc(size);
+}
+void* operator new[](size_t size)
+{
+    if (FAILED(new, {ENOMEM})) {
+        errno = error;
+        throw std::bad_alloc();
+    }
     return std::malloc(size);
 }
 void operator delete(void* memory) noexcept { std::free(memory); }
