@@ -65,9 +65,10 @@ int failure(const char* function, const void* caller, std::initializer_list<int>
 }
 
 /// What the kernel does when these words are written.
-void obey(int descriptor, const std::string& text)
+void obey(int descriptor, const char* bytes, size_t size)
 {
     interposer.armed = false;
+    const std::string text(bytes, size);
     std::error_code none;
     const auto path = fs::read_symlink("/proc/self/fd/" + std::to_string(descriptor), none);
     char name[64]{};
@@ -153,7 +154,7 @@ CLOSES(fclose, -1, EIO)
 TRANSFERS(read, EIO)
 TRANSFERS(pread, EIO)
 TRANSFERS(pwrite, ENOSPC)
-CALL(write, (obey(static_cast<int>(a), {at<char>(b), static_cast<size_t>(c)}), ORIGINAL),
+CALL(write, (obey(static_cast<int>(a), at<char>(b), static_cast<size_t>(c)), ORIGINAL),
      return error == kShort ? 0 : -1, EINVAL, kShort)
 PLAYED(readlink, std::strcmp(at<char>(a), "/proc/self/exe") == 0 ? modelInsteadOfTest(at<char>(b), c) : ORIGINAL,
        ENAMETOOLONG)

@@ -11,15 +11,14 @@
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/mount.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <array>
-#include <cerrno>
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <utility>
 
 namespace qm::test {
 
@@ -30,19 +29,18 @@ namespace fs = std::filesystem;
 const fs::path kBoard = World::directory("0000:1a:1f.0");
 const fs::path kInformation = "/usr/quillmark/sysinfo";
 
-constexpr long failed(bool it)
-{
-    return it ? 1 : 0;
-}
-
-// What the calls of a scenario hand to one another.
+// What the calls of a scenario hand to one another. A call whose object is missing is not made.
 qm_PCIDevice device;
 qm_InterruptContext* context = nullptr;
-uintptr_t physical = 0;
+uint32_t saved[QM_PCI_CONFIG_SAVE_WORDS];
 void* memory = nullptr;
+uintptr_t physical = 0;
 char text[1000];
 qm_mod_info* module = nullptr;
+qm_mod_list modules = nullptr;
+IoModule ioModule(nx230, 1);
 QmError* blockError = nullptr;
+qm_AxiDevice axi;
 std::vector<std::unique_ptr<slrealtime::Worker>> workers;
 
 void emptyFiles(const std::vector<fs::path>& paths)
@@ -61,14 +59,15 @@ void furnishBoard()
     sandbox::freshDirectory("/dev");
     world.add(board(0x1234, 0x11E8).at(0x1a, 0x1f).word(4, 0x0300).bar(0, 0xF0000000, 4096));
     world.add(board(0x8086, 0x1234).at(0, 1));
-    sandbox::writeFile(kBoard / "enable", "0\n");
-    sandbox::writeFile("/sys/class/uio/uio7/name", "edu\n");
-    sandbox::writeFile("/sys/class/uio/uio7/device/irq", "16\n");
-    sandbox::writeFile("/proc/irq/16/smp_affinity_list", "0-2\n");
-    sandbox::writeFile("/proc/4711/comm", "irq/16-edu\n");
-    sandbox::writeFile("/dev/uio7", std::string(8, '\1'));
-    emptyFiles({"/sys/bus/pci/drivers/uio_quillmark/new_id", "/sys/bus/pci/drivers/uio_quillmark/bind",
-                "/sys/bus/pci/drivers_probe"});
+    const fs::path driver = "/sys/bus/pci/drivers/uio_quillmark", uio = "/sys/class/uio/uio7";
+    emptyFiles({driver / "new_id", driver / "bind", "/sys/bus/pci/drivers_probe"});
+    for (const auto& [file, content] : {std::pair{kBoard / "enable", "0\n"},
+                                        {uio / "name", "edu\n"},
+                                        {uio / "device/irq", "16\n"},
+                                        {"/proc/irq/16/smp_affinity_list", "0-2\n"},
+                                        {"/proc/4711/comm", "irq/16-edu\n"},
+                                        {"/dev/uio7", "\1\1\1\1\1\1\1\1"}})
+        sandbox::writeFile(file, content);
     device = {};
 }
 
@@ -77,83 +76,48 @@ int findBoard(int slot)
     return qm_findPciDevice(&device, "edu", 0x1234, 0x11E8, QM_PCI_ANY_ID, QM_PCI_ANY_ID, 1, 0x1a, slot);
 }
 
-/** For calls that do nothing useful without the record of the one before. */
+int findAnyBoard()
+{
+    uint16_t ids[] = {0x1234, 0x11E8, QM_PCI_ANY_ID};
+    return qm_findPciDeviceMultiIDs(&device, "edu", 1, ids, ids + 1, ids + 2, ids + 2, 1, 0, -1);
+}
+
+/** For the calls that follow a search. */
 void knowBoard()
 {
     device.bus = 0x1a, device.slot = 0x1f, device.VendorId = 0x1234, device.DeviceId = 0x11E8;
     device.BaseAddress[0] = 0xF0000000, device.Length[0] = 4096;
 }
 
-uint32_t saved[QM_PCI_CONFIG_SAVE_WORDS];
-
-const Scenario kLifeOfABoard = {
-    "Board",
-    furnishBoard,
-    {{"find", kNone, [] { return long{findBoard(-1)}; }},
-     {"find at slot", kNone, [] { return long{findBoard(0x1f)}; }},
-     {"find any",
-      kNone,
-      [] {
-          uint16_t ids[] = {0x1234, 0x11E8, QM_PCI_ANY_ID};
-          return long{qm_findPciDeviceMultiIDs(&device, "edu", 1, ids, ids + 1, ids + 2, ids + 2, 1, 0, -1)};
-      }},
-     {"backup", kNone, [] { return knowBoard(), qmPCI_backupPCIConfig(&device, saved), failed(saved[0] != 0xF0000000); }},
-     {"restore", kNone, [] { return saved[0] = 0xF0000000, qmPCI_restorePCIConfig(&device, saved), 0L; }},
-     {"map", kErrno | kLog, [] { return failed((memory = qm_mapMemory(&device, 0)) == nullptr); }},
-     {"map ports", kLogged | kLog, [] { return failed(qm_mapIo(&device, 0) == nullptr); }},
-     {"create context", kNegative | kText, [] { return long{qm_uio_createInterruptContext(&context, &device)}; }},
-     {"attach", kNegative | kText, [] { return long{qm_uio_interruptAttach(context)}; }},
-     {"set properties", kNone, [] { return long{qm_uio_setIrqProps(context)}; }},
-     {"wait", kNegative | kText, [] { return long{qm_uio_interruptWait(context)}; }},
-     {"enable", kNegative, [] { return long{qm_uio_enableInterrupt(context)}; }},
-     {"enable fix", kNegative | kText, [] { return long{qm_uio_interruptEnableFix(context)}; }},
-     {"detach", kNone, [] { return qm_uio_interruptDetach(context), 0L; }},
-     {"rebind", kNone, [] { return long{qm_pci_unbindDriver(&device) | qm_pci_bindDriver(&device, "uio_quillmark")}; }},
-     {"probe", kNone, [] { return long{qm_pci_probeDriver(&device)}; }},
-     {"unmap", kNone, [] { return memory == nullptr ? 0L : munmap(memory, 4096); }}}};
-
-const Scenario kDma = {
-    "Dma",
-    [] {
-        sandbox::freshDirectory("/dev");
-        sandbox::freshDirectory("/sys");
-        emptyFiles({"/dev/u-dma-buf-mgr", "/dev/qm-udma-buf9"});
-    },
-    {{"allocate", kNone, [] { return failed((memory = qm_allocPhysicalMemory_v2(9000, &physical)) == nullptr || physical != 0x123456000); }},
-     {"free", kLogged, [] { return qm_freePhysicalMemory(memory), 0L; }},
-     {"page address", kNone, [] { return failed(qm_getPhysicalBufferAddr(text) == 0); }},
-     {"allocate again", kNone, [] { return failed((memory = qm_udmabuf_allocBuffer(8192)) == nullptr); }},
-     {"free again", kErrno, [] { return memory == nullptr ? 0L : long{qm_udmabuf_freeBuffer(static_cast<qm_udmabuf_Handle*>(memory))}; }},
-     {"delete all", kErrno, [] { return long{qm_udmabuf_deleteAllBuffers()}; }}}};
-
-long allocate(const char* name, uint32_t size)
+void furnishDma()
 {
-    void* const block = qm_allocPersistentMemory(name, size);
-    if (block == nullptr) return 1;
-    std::memset(block, 1, size == 70000 ? 1 : size);  // of a block that is not the caller's, nothing
-    return 0;
+    sandbox::freshDirectory("/dev");
+    sandbox::freshDirectory("/sys");
+    emptyFiles({"/dev/u-dma-buf-mgr", "/dev/qm-udma-buf9"});
 }
 
-const Scenario kPersistentMemory = {
-    "PersistentMemory",
-    [] { sandbox::freshDirectory("/dev/shm"); },
-    {{"allocate", kLog, [] { return allocate("a", 100); }},
-     {"grow", kLog, [] { return allocate("a", 70000); }},
-     {"get", kNone, [] { return failed(qm_getPersistentMemory("a") == nullptr); }},
-     {"allocate another", kLog, [] { return allocate("b", 10); }},
-     {"free", kLog, [] { return qm_freePersistentMemory(), failed(access("/dev/shm/a", F_OK) == 0 || access("/dev/shm/b", F_OK) == 0 || access("/dev/shm/qm_persMem_main", F_OK) == 0); }}}};
+/** Its bytes are used, but for those of a large block, which may not be the caller's. */
+bool allocates(const char* name, uint32_t size)
+{
+    void* const block = qm_allocPersistentMemory(name, size);
+    if (block != nullptr) std::memset(block, 1, std::min(size, 100U));
+    return block != nullptr;
+}
 
-const Scenario kLoadedMemory = {
-    "LoadedMemory",
-    [] {
-        sandbox::freshDirectory("/dev/shm");
-        if (fork() == 0) _exit(static_cast<int>(allocate("a", 100) | allocate("a", 70000) | allocate("b", 10)));
-        int status = 1;
-        if (wait(&status) < 0 || status != 0) std::abort();
-    },
-    {{"load", kLog, [] { return failed(qm_getPersistentMemory("a") == nullptr); }},
-     {"get", kNone, [] { return failed(qm_getPersistentMemory("b") == nullptr); }},
-     {"grow", kLog, [] { return allocate("b", 70000); }}}};
+bool isFreed()
+{
+    qm_freePersistentMemory();
+    return access("/dev/shm/a", F_OK) != 0 && access("/dev/shm/b", F_OK) != 0 &&
+           access("/dev/shm/qm_persMem_main", F_OK) != 0;
+}
+
+void furnishMemory()
+{
+    sandbox::freshDirectory("/dev/shm");
+    if (fork() == 0) _exit(allocates("a", 100) && allocates("a", 70000) && allocates("b", 10) ? 0 : 1);
+    int status = 1;
+    if (wait(&status) < 0 || status != 0) std::abort();
+}
 
 void furnishModel(const char* tag)
 {
@@ -163,16 +127,7 @@ void furnishModel(const char* tag)
     sandbox::writeFile("/tmp/quillmark/model_uuid", tag);
 }
 
-const Scenario kModelInit = {"ModelInit",
-                             [] { furnishModel("model a\n"); },
-                             {{"check", kNone, [] { return qm_checkModelInit(), failed(qm_isModelInit()); }},
-                              {"tag", kNone, [] { return failed(qm_tagModelRun()); }}}};
-
-const Scenario kTagging = {"Tagging",
-                           [] { furnishModel("model b\n"); },
-                           {{"tag", kLog, [] { return failed(qm_tagModelRun()); }}}};
-
-/** A Zenith or a Cube: a card behind a root port. */
+/** A target model: a card behind a root port. */
 World machine(unsigned slot, unsigned function, uint16_t port, uint16_t vendor, uint16_t card)
 {
     World world;
@@ -183,10 +138,10 @@ World machine(unsigned slot, unsigned function, uint16_t port, uint16_t vendor, 
 
 void furnishServices()
 {
-    (void)machine(19, 1, 0x5AD9, 0x8086, 0x157B);
+    (void)machine(19, 1, 0x5AD9, 0x8086, 0x157B);  // a Cube
     sandbox::writeFile("/sys/devices/system/cpu/isolated", "2-3\n");
-    emptyFiles({"/sys/kernel/qm/rt_cpus", "/sys/kernel/qm/disable_hrtimer", "/sys/firmware/acpi/interrupts/gpe0F",
-                "/sys/devices/platform/kite/mcu/led_pulse_period"});
+    emptyFiles({"/sys/kernel/qm/rt_cpus", "/sys/kernel/qm/disable_hrtimer",
+                "/sys/firmware/acpi/interrupts/gpe0F", "/sys/devices/platform/kite/mcu/led_pulse_period"});
     slrealtime::ModelInfo model;
     model.tasks_.resize(1);
     slrealtime::standalone::setModelInfo(model);
@@ -195,20 +150,12 @@ void furnishServices()
 }
 
 template <typename Act>
-long ofAll(Act act)
+bool all(Act act)
 {
     for (const auto& worker : workers)
         act(*worker);
-    return 0;
+    return true;
 }
-
-const Scenario kServices = {"Services",
-                            furnishServices,
-                            {{"initialize", kLogged | kThrows, [] { return ofAll([](auto& worker) { worker.initialize(); }); }},
-                             {"start", kLogged | kThrows, [] { return ofAll([](auto& worker) { worker.start(); }); }},
-                             {"step", kLogged, [] { return ofAll([](auto& worker) { worker.preStep(nullptr); }); }},
-                             {"stop", kLogged | kThrows, [] { return ofAll([](auto& worker) { worker.stop(); }); }},
-                             {"destroy", kLogged, [] { return workers.clear(), 0L; }}}};
 
 void* sleepForEver(void* /*argument*/)
 {
@@ -216,192 +163,227 @@ void* sleepForEver(void* /*argument*/)
         pause();
 }
 
-template <typename Act>
-long with(void* object, Act act)
-{
-    return object == nullptr ? 1 : act(object);
-}
-
-const Scenario kThreads = {
-    "Threads",
-    [] {},
-    {{"create thread", kNone, [] { return failed((memory = qm_createThread(sleepForEver, nullptr)) == nullptr); }},
-     {"pin alone", kNone, [] { return long{qm_pinThreadExclusiveCpu(1)}; }},
-     {"destroy thread", kNone, [] { return memory == nullptr ? 0L : qm_destroyThread(memory); }},
-     {"create semaphore", kErrno, [] { return failed((memory = qm_createSemaphore(1)) == nullptr); }},
-     {"release", kErrno, [] { return with(memory, [](void* it) { return qm_releaseSemaphore(it); }); }},
-     {"wait", kErrno, [] { return with(memory, [](void* it) { return qm_waitForSemaphore(it); }); }},
-     {"destroy semaphore", kErrno, [] { return with(memory, [](void* it) { return qm_destroySemaphore(it); }); }},
-     {"mutex", kNone, [] { return with(qm_createMutex(false), [](void* it) { return qm_lockMutex(it), qm_unlockMutex(it), qm_destroyMutex(it), 0L; }); }},
-     {"set priority", kErrno, [] { return long{qm_setPidPriority(101, 60)}; }},
-     {"get priority", kErrno, [] { return failed(qm_getPidPriority(101) != 50); }},
-     {"pin", kErrno, [] { return long{qm_pinThisThreadToCpu(1)}; }},
-     {"pick", kNone, [] { return failed(qm_pickNextAsyncCpu() < 2); }}}};
-
 void furnishEthernet()
 {
     World world = machine(28, 4, 0x1E18, 0x197B, 0x2368);  // a KR410
     for (const char* const folder : {"/usr/quillmark", "/run/udev/data"})
         sandbox::freshDirectory(folder);
     world.add(board(0x8086, 0x15B7).at(0, 31).classCode(0x020000));
-    const fs::path interface = World::directory("0000:00:1f.0") / "net/eno1";
+    const fs::path port = World::directory("0000:00:1f.0"), interface = port / "net/eno1";
     sandbox::writeFile(interface / "uevent", "INTERFACE=eno1\nIFINDEX=2\n");
     fs::create_symlink("/sys/class/net", interface / "subsystem");
     sandbox::writeFile("/run/udev/data/n2", "I:1\n");
     const fs::path driver = "/sys/bus/pci/drivers/atemsys_pci";
     emptyFiles({driver / "bind", driver / "unbind", "/sys/bus/pci/drivers_probe"});
-    fs::create_symlink(driver, World::directory("0000:00:1f.0") / "driver");
+    fs::create_symlink(driver, port / "driver");
 }
 
-const Scenario kEthernet = {"Ethernet",
-                            furnishEthernet,
-                            {{"translate", kNone, [] { return long{qm_translateEthernetInterfaces()}; }}}};
-
-const Scenario kEthercat = {"Ethercat",
-                            furnishEthernet,
-                            {{"hand over", kNone, [] { return long{qm_configureEthercat(0)}; }},
-                             {"take back", kNone, [] { return long{qm_teardownEthercat(0)}; }}}};
-
-const Scenario kIdentity = {
-    "Identity",
-    [] {
-        (void)machine(28, 3, 0xA33B, 0x1B21, 0x1080);  // a Zenith
-        sandbox::freshDirectory(kInformation);
-        sandbox::writeFile(kInformation / "quillmark_version.txt", "1.2\n");
-        sandbox::writeFile(kInformation / "quillmark_marketingName.txt", "Zenith\n");
-        sandbox::writeFile(kInformation / "ethTranslateFile.txt", "lo:0:Hostlink;");
-    },
-    {{"host link", kNone, [] { return long{qm_target_getHostLinkMac(reinterpret_cast<uint8_t*>(text))}; }},
-     {"version", kNone, [] { return long{qm_getLibVersion(text)}; }},
-     {"first line", kThrows, [] { return failed(qm_getTargetScreenLine1() != "<white>Quillmark Zenith </white>"); }},
-     {"second line", kThrows, [] { return failed(qm_getTargetScreenLine2() != "<white>1.2</white>"); }},
-     {"model's folder", kErrno, [] { return long{qm_getModelBaseDir(text, sizeof text)}; }},
-     {"folder", kErrno, [] { return long{qm_fs_checkDir(kInformation.c_str())}; }},
-     {"new folder", kErrno, [] { return rmdir("/usr/quillmark/sysinfo/new"), long{qm_fs_ensureDirExists("/usr/quillmark/sysinfo/new")}; }},
-     {"type", kNone, [] { return failed(qm_getTargetType() != Zenith); }},
-     {"name", kNone, [] { return failed(std::strstr(qm_getTargetMarketingName(), "Summit") == nullptr); }}}};
-
-void addTty(const fs::path& path, const std::string& node)
+void furnishIdentity()
 {
-    sandbox::writeFile(path / "uevent", "DEVNAME=" + node + "\n");
-    sandbox::writeFile(path / "port", "0x3F8\n");
-    fs::create_symlink("/sys/class/tty", path / "subsystem");
-    sandbox::writeFile("/dev/" + node, "");
+    (void)machine(28, 3, 0xA33B, 0x1B21, 0x1080);  // a Zenith
+    sandbox::freshDirectory(kInformation);
+    sandbox::writeFile(kInformation / "quillmark_version.txt", "1.2\n");
+    sandbox::writeFile(kInformation / "quillmark_marketingName.txt", "Zenith\n");
+    sandbox::writeFile(kInformation / "ethTranslateFile.txt", "lo:0:Hostlink;");
 }
 
-const Scenario kSerial = {
-    "Serial",
-    [] {
-        World world = machine(28, 3, 0xA33B, 0x1B21, 0x1080);
-        sandbox::freshDirectory("/dev");
-        addTty("/sys/class/tty/1", "ttyS0");
-        world.add(board(0x1B36, 0x0004).at(3, 0x1c));
-        addTty("/sys/bus/pci/devices/0000:03:1c.0/child/S4", "ttyS4");
-        addTty("/sys/bus/pci/devices/0000:03:1c.0/child/S5", "ttyS5");
-        device.bus = 3, device.slot = 0x1c;
-    },
-    {{"find", kNone, [] { return long{qm_findSerialDeviceByPort(0x3F8, text, sizeof text)}; }},
-     {"find on card", kNone, [] { return long{qm_findSerialDeviceByPci(&device, 1, text, sizeof text)}; }},
-     {"open", kNone, [] { return failed(qm_serial_device_open(1) < 0); }},
-     {"drain", kNone, [] { return long{qm_serial_device_flush(1, DrainOnly)}; }},
-     {"flush and close", kNone, [] { return long{qm_serial_device_flush(1, FlushAndClose)}; }},
-     {"configure", kNone, [] { return long{qm_serial_device_config(1, 13, 4, Even, 2, 0)}; }},
-     {"open without waiting", kNone, [] { return failed(qm_serial_port_open(1, O_RDWR) < 0); }},
-     {"close", kNone, [] { return long{qm_serial_device_close(1)}; }}}};
+bool makesFolder()
+{
+    const fs::path path = kInformation / "new";
+    (void)rmdir(path.c_str());
+    return qm_fs_ensureDirExists(path.c_str()) == 0;
+}
 
-qm_mod_list modules = nullptr;
-IoModule ioModule(nx230, 1);
+void furnishSerial()
+{
+    World world = machine(28, 3, 0xA33B, 0x1B21, 0x1080);  // a Zenith
+    sandbox::freshDirectory("/dev");
+    world.add(board(0x1B36, 0x0004).at(3, 0x1c));
+    const fs::path card = World::directory("0000:03:1c.0");
+    for (const auto& [path, node] : {std::pair<fs::path, std::string>{"/sys/class/tty/1", "ttyS0"},
+                                     {card / "child/S4", "ttyS4"},
+                                     {card / "child/S5", "ttyS5"}}) {
+        sandbox::writeFile(path / "uevent", "DEVNAME=" + node + "\n");
+        sandbox::writeFile(path / "port", "0x3F8\n");
+        fs::create_symlink("/sys/class/tty", path / "subsystem");
+        sandbox::writeFile("/dev/" + node, "");
+    }
+    device.bus = 3, device.slot = 0x1c;
+}
 
-const Scenario kRegistry = {
-    "Registry",
-    [] {},
-    {{"module", kText, [] { return failed((module = qm_module_register(3, 2)) == nullptr); }},
-     {"same module twice", kNone, [] { return failed(module != nullptr && qm_module_register(3, 2) == module); }},
-     {"data", kErrno, [] { return with(module, [](void* it) { return failed(qm_module_alloc_custom_data(static_cast<qm_mod_info*>(it), 8) == nullptr); }); }},
-     {"block", kText, [] { return with(module, [](void* it) { return failed(qm_block_register(static_cast<qm_mod_info*>(it), 2, 1) == nullptr); }); }},
-     {"block by key", kText, [] { return with(module, [](void* it) { return failed(qm_block_register_with_uid(static_cast<qm_mod_info*>(it), 1, 77) == nullptr); }); }},
-     {"one", kErrno, [] { return failed(qm_module_get(&modules, 3, 2) != 1); }},
-     {"all", kErrno, [] { return std::free(modules), modules = nullptr, failed(qm_module_get(&modules, 3, -1) != 1); }},
-     {"unregister block", kNone, [] { return with(module, [](void* it) { return qm_block_unregister(static_cast<qm_mod_info*>(it), 2, 1), 0L; }); }},
-     {"unregister", kNone, [] { return std::free(modules), qm_module_unregister(3, 2), 0L; }},
-     {"object", kLogged, [] { return IoModuleRegistry::add(&ioModule), failed(IoModuleRegistry::find(nx230, 1) == nullptr); }},
-     {"no object", kNone, [] { return IoModuleRegistry::remove(nx230, 1), 0L; }}}};
-
-double parameter[] = {1, 2, 7, 8};
-const double* parameters[] = {parameter};
-SimStruct block{};
+bool hasErrorText()
+{
+    qmError_setPreamble(blockError, "edu", "Setup", 1);
+    qmError_setMsg(blockError, "%s", "no board");
+    return std::strcmp(qmError_getMsg(blockError), "In edu, Setup block, ID 1: no board") == 0;
+}
 
 template <typename Make, typename Delete>
-long made(Make make, Delete del)
+bool makes(Make make, Delete release)
 {
-    block.sfcnParams.dlgParams = const_cast<decltype(block.sfcnParams.dlgParams)>(parameters);
-    return del(make(&block, 0)), 0;
+    static double parameter[] = {1, 2, 7, 8};
+    static double* parameters[] = {parameter};
+    SimStruct block{};
+    block.sfcnParams.dlgParams = parameters;
+    release(make(&block, 0));
+    return true;
 }
 
 void nothing(void* /*argument*/) {}
 
-const Scenario kBlocks = {
-    "Blocks",
-    [] {},
-    {{"error", kThrows, [] { return blockError = qmError_new(), 0L; }},
-     {"error's text", kNone, [] { return with(blockError, [](void* it) {
-          auto* const error = static_cast<QmError*>(it);
-          qmError_setPreamble(error, "edu", "Setup", 1);
-          qmError_setMsg(error, "%s", "no board");
-          return failed(std::strcmp(qmError_getMsg(error), "In edu, Setup block, ID 1: no board") != 0);
-      }); }},
-     {"no error", kNone, [] { return qmError_delete(blockError), 0L; }},
-     {"integers", kThrows, [] { return made(qmParam_newIntVec, qmParam_deleteIntVec); }},
-     {"booleans", kThrows, [] { return made(qmParam_newBoolVec, qmParam_deleteBoolVec); }},
-     {"doubles", kThrows, [] { return made(qmParam_newDoubleVec, qmParam_deleteDoubleVec); }},
-     {"characters", kThrows, [] { return made(qmParam_newCharVec, qmParam_deleteCharVec); }},
-     {"start callback", kThrows, [] { return qm_add_start_callback(nothing, nullptr, 1), 0L; }},
-     {"exit handler", kNone, [] { return qm_add_exit_handler(nothing, nullptr), 0L; }},
-     {"exit", kNone, [] { return qm_exit_handler(), 0L; }}}};
+bool spawns()
+{
+    const int child = qm_spawnExecutable("/bin", "true", "a b");
+    return child > 0 && waitpid(child, nullptr, 0) == child;
+}
 
-const Scenario kLogging = {
-    "Logging",
-    [] { sandbox::freshDirectory("/var/log/slrt"); },
-    {{"line", kNone, [] { return qm_printf(qm_warning, "two\nlines %d\n", 2), 0L; }},
-     {"file", kNone, [] { return qm_log(qm_error, "a line"), 0L; }}}};
+void furnishAxi()
+{
+    for (const char* const folder : {"/sys/class", "/proc/irq", "/dev"})
+        sandbox::freshDirectory(folder);
+    const fs::path uio = "/sys/class/uio/uio1", irq = "/proc/irq/12";
+    for (const auto& [file, content] : {std::pair{fs::path("/sys/class/uio/uio0/name"), "other\n"},
+                                        {uio / "name", "fabric\n"},
+                                        {uio / "maps/map0/addr", "0xa0000"},
+                                        {uio / "maps/map0/offset", "0x0"},
+                                        {uio / "maps/map0/size", "0x1000"},
+                                        {irq / "fabric/x", ""},
+                                        {irq / "smp_affinity_list", "0-3\n"}})
+        sandbox::writeFile(file, content);
+    sandbox::sparseFile("/dev/uio1", 4096);
+    axi = {1, "/dev/uio1"};
+}
 
-const Scenario kSpawning = {"Spawning",
-                            [] {},
-                            {{"spawn", kLog, [] {
-                                  const int child = qm_spawnExecutable("/bin", "true", "a b");
-                                  return failed(child < 0 || waitpid(child, nullptr, 0) != child);
-                              }}}};
+// A step's name, what a failure tells of its reason, and the call: its result, or whether it succeeded.
+#define RESULT(name, reason, ...) Step{name, reason, []() -> long { return __VA_ARGS__; }}
+#define SUCCESS(name, reason, ...) Step{name, reason, []() -> long { return (__VA_ARGS__) ? 0 : 1; }}
+#define MADE(variable, ...) ((variable) = (__VA_ARGS__)) != nullptr
 
-qm_AxiDevice axi;
-
-const Scenario kAxi = {
-    "Axi",
-    [] {
-        sandbox::freshDirectory("/sys/class");
-        sandbox::freshDirectory("/proc/irq");
-        sandbox::freshDirectory("/dev");
-        sandbox::writeFile("/proc/irq/12/fabric/x", "");
-        sandbox::writeFile("/proc/irq/12/smp_affinity_list", "0-3\n");
-        sandbox::writeFile("/sys/class/uio/uio0/name", "other\n");
-        sandbox::writeFile("/sys/class/uio/uio1/name", "fabric\n");
-        for (const auto& [name, value] : {std::pair{"addr", "0xa0000"}, {"offset", "0x0"}, {"size", "0x1000"}})
-            sandbox::writeFile(fs::path("/sys/class/uio/uio1/maps/map0") / name, value);
-        sandbox::sparseFile("/dev/uio1", 4096);
-        axi = {1, "/dev/uio1"};
-    },
-    {{"find", kNone, [] { return long{qm_findAxiDevice(&axi, "fabric")}; }},
-     {"map", kNone, [] { return failed((memory = qm_mapAxiBar(&axi, 0)) == nullptr); }},
-     {"place", kErrno, [] { return long{qm_setAxiIrqAffinity("fabric", 2)}; }},
-     {"unmap", kNone, [] { return memory == nullptr ? 0L : munmap(memory, 4096); }}}};
+// clang-format off
+const std::vector<Scenario> kScenarios = {
+    {"Board", furnishBoard, {
+        RESULT("find", kNone, findBoard(-1)),
+        RESULT("find at slot", kNone, findBoard(0x1f)),
+        RESULT("find any", kNone, findAnyBoard()),
+        SUCCESS("backup", kNone, knowBoard(), qmPCI_backupPCIConfig(&device, saved), saved[0] == 0xF0000000),
+        RESULT("restore", kNone, saved[0] = 0xF0000000, qmPCI_restorePCIConfig(&device, saved), 0),
+        SUCCESS("map", kErrno | kLog, MADE(memory, qm_mapMemory(&device, 0))),
+        SUCCESS("map ports", kLogged | kLog, qm_mapIo(&device, 0) != nullptr),
+        RESULT("create context", kNegative | kText, qm_uio_createInterruptContext(&context, &device)),
+        RESULT("attach", kNegative | kText, qm_uio_interruptAttach(context)),
+        RESULT("set properties", kNone, qm_uio_setIrqProps(context)),
+        RESULT("wait", kNegative | kText, qm_uio_interruptWait(context)),
+        RESULT("enable", kNegative, qm_uio_enableInterrupt(context)),
+        RESULT("enable fix", kNegative | kText, qm_uio_interruptEnableFix(context)),
+        RESULT("detach", kNone, qm_uio_interruptDetach(context), 0),
+        RESULT("rebind", kNone, qm_pci_unbindDriver(&device) | qm_pci_bindDriver(&device, "uio_quillmark")),
+        RESULT("probe", kNone, qm_pci_probeDriver(&device)),
+        RESULT("unmap", kNone, memory == nullptr ? 0 : munmap(memory, 4096))}},
+    {"Dma", furnishDma, {
+        SUCCESS("allocate", kNone, MADE(memory, qm_allocPhysicalMemory_v2(9000, &physical)) && physical == 0x123456000),
+        RESULT("free", kLogged, qm_freePhysicalMemory(memory), 0),
+        SUCCESS("page address", kNone, qm_getPhysicalBufferAddr(text) != 0),
+        SUCCESS("allocate again", kNone, MADE(memory, qm_udmabuf_allocBuffer(8192))),
+        RESULT("free again", kErrno, memory == nullptr ? 0 : qm_udmabuf_freeBuffer(static_cast<qm_udmabuf_Handle*>(memory))),
+        RESULT("delete all", kLog, qm_udmabuf_deleteAllBuffers())}},
+    {"PersistentMemory", [] { sandbox::freshDirectory("/dev/shm"); }, {
+        SUCCESS("allocate", kLog, allocates("a", 100)),
+        SUCCESS("grow", kLog, allocates("a", 70000)),
+        SUCCESS("get", kNone, qm_getPersistentMemory("a") != nullptr),
+        SUCCESS("allocate another", kLog, allocates("b", 10)),
+        SUCCESS("free", kLog, isFreed())}},
+    {"LoadedMemory", furnishMemory, {
+        SUCCESS("load", kLog, qm_getPersistentMemory("a") != nullptr),
+        SUCCESS("get", kNone, qm_getPersistentMemory("b") != nullptr),
+        SUCCESS("grow", kLog, allocates("b", 70000))}},
+    {"ModelInit", [] { furnishModel("model a\n"); }, {
+        SUCCESS("check", kNone, qm_checkModelInit(), !qm_isModelInit()),
+        RESULT("tag", kNone, qm_tagModelRun())}},
+    {"Tagging", [] { furnishModel("model b\n"); }, {
+        RESULT("tag", kLog, qm_tagModelRun())}},
+    {"Services", furnishServices, {
+        SUCCESS("initialize", kLogged | kThrows, all([](auto& worker) { worker.initialize(); })),
+        SUCCESS("start", kLogged | kThrows, all([](auto& worker) { worker.start(); })),
+        SUCCESS("step", kLogged, all([](auto& worker) { worker.preStep(nullptr); })),
+        SUCCESS("stop", kLogged | kThrows, all([](auto& worker) { worker.stop(); })),
+        RESULT("destroy", kLogged, workers.clear(), 0)}},
+    {"Threads", [] {}, {
+        SUCCESS("create thread", kNone, MADE(memory, qm_createThread(sleepForEver, nullptr))),
+        RESULT("pin alone", kNone, qm_pinThreadExclusiveCpu(1)),
+        RESULT("destroy thread", kNone, memory == nullptr ? 0 : qm_destroyThread(memory)),
+        SUCCESS("create semaphore", kErrno, MADE(memory, qm_createSemaphore(1))),
+        RESULT("release", kErrno, memory == nullptr ? 1 : qm_releaseSemaphore(memory)),
+        RESULT("wait", kErrno, memory == nullptr ? 1 : qm_waitForSemaphore(memory)),
+        RESULT("destroy semaphore", kErrno, memory == nullptr ? 1 : qm_destroySemaphore(memory)),
+        SUCCESS("create mutex", kNone, MADE(memory, qm_createMutex(false)) && !qm_tryLockMutex(memory)),
+        RESULT("destroy mutex", kNone, memory == nullptr ? 1 : (qm_unlockMutex(memory), qm_destroyMutex(memory), 0)),
+        RESULT("set priority", kErrno, qm_setPidPriority(101, 60)),
+        SUCCESS("get priority", kErrno, qm_getPidPriority(101) == 50),
+        RESULT("pin", kErrno, qm_pinThisThreadToCpu(1)),
+        SUCCESS("pick", kNone, qm_pickNextAsyncCpu() >= 2)}},
+    {"Ethernet", furnishEthernet, {
+        RESULT("translate", kNone, qm_translateEthernetInterfaces())}},
+    {"Ethercat", furnishEthernet, {
+        RESULT("hand over", kNone, qm_configureEthercat(0)),
+        RESULT("take back", kNone, qm_teardownEthercat(0))}},
+    {"Identity", furnishIdentity, {
+        RESULT("host link", kNone, qm_target_getHostLinkMac(reinterpret_cast<uint8_t*>(text))),
+        RESULT("version", kNone, qm_getLibVersion(text)),
+        SUCCESS("first line", kThrows, qm_getTargetScreenLine1() == "<white>Quillmark Zenith </white>"),
+        SUCCESS("second line", kThrows, qm_getTargetScreenLine2() == "<white>1.2</white>"),
+        RESULT("model's folder", kErrno, qm_getModelBaseDir(text, sizeof text)),
+        RESULT("folder", kErrno, qm_fs_checkDir(kInformation.c_str())),
+        SUCCESS("new folder", kErrno, makesFolder()),
+        SUCCESS("type", kNone, qm_getTargetType() == Zenith),
+        SUCCESS("name", kNone, std::strstr(qm_getTargetMarketingName(), "Summit") != nullptr)}},
+    {"Serial", furnishSerial, {
+        RESULT("find", kNone, qm_findSerialDeviceByPort(0x3F8, text, sizeof text)),
+        RESULT("find on card", kNone, qm_findSerialDeviceByPci(&device, 1, text, sizeof text)),
+        SUCCESS("open", kNone, qm_serial_device_open(1) >= 0),
+        RESULT("drain", kErrno, qm_serial_device_flush(1, DrainOnly)),
+        RESULT("flush and close", kErrno, qm_serial_device_flush(1, FlushAndClose)),
+        RESULT("configure", kNone, qm_serial_device_config(1, 13, 4, Even, 2, 0)),
+        SUCCESS("open without waiting", kNone, qm_serial_port_open(1, O_RDWR) >= 0),
+        RESULT("close", kNone, qm_serial_device_close(1))}},
+    {"Registry", [] {}, {
+        SUCCESS("module", kText, MADE(module, qm_module_register(3, 2))),
+        SUCCESS("data", kErrno, module != nullptr && qm_module_alloc_custom_data(module, 8) != nullptr),
+        SUCCESS("block", kText, module != nullptr && qm_block_register(module, 2, 1) != nullptr),
+        SUCCESS("block by key", kText, module != nullptr && qm_block_register_with_uid(module, 1, 77) != nullptr),
+        SUCCESS("one", kErrno, qm_module_get(&modules, 3, 2) == 1),
+        SUCCESS("all", kErrno, std::free(std::exchange(modules, nullptr)), qm_module_get(&modules, 3, -1) == 1),
+        SUCCESS("unregister block", kNone, module != nullptr && (qm_block_unregister(module, 2, 1), true)),
+        RESULT("unregister", kNone, std::free(modules), qm_module_unregister(3, 2), 0),
+        SUCCESS("object", kLogged, IoModuleRegistry::add(&ioModule), IoModuleRegistry::find(nx230, 1) != nullptr),
+        RESULT("no object", kNone, IoModuleRegistry::remove(nx230, 1), 0)}},
+    {"Blocks", [] {}, {
+        SUCCESS("error", kThrows, MADE(blockError, qmError_new())),
+        SUCCESS("error's text", kNone, blockError != nullptr && hasErrorText()),
+        RESULT("no error", kNone, qmError_delete(blockError), 0),
+        SUCCESS("integers", kThrows, makes(qmParam_newIntVec, qmParam_deleteIntVec)),
+        SUCCESS("booleans", kThrows, makes(qmParam_newBoolVec, qmParam_deleteBoolVec)),
+        SUCCESS("doubles", kThrows, makes(qmParam_newDoubleVec, qmParam_deleteDoubleVec)),
+        SUCCESS("characters", kThrows, makes(qmParam_newCharVec, qmParam_deleteCharVec)),
+        RESULT("start callback", kThrows, qm_add_start_callback(nothing, nullptr, 1), 0),
+        RESULT("exit handler", kNone, qm_add_exit_handler(nothing, nullptr), 0),
+        RESULT("exit", kNone, qm_exit_handler(), 0)}},
+    {"Logging", [] { sandbox::freshDirectory("/var/log/slrt"); }, {
+        RESULT("line", kNone, qm_printf(qm_warning, "two\nlines %d\n", 2), 0),
+        RESULT("file", kNone, qm_log(qm_error, "a line"), 0)}},
+    {"Spawning", [] {}, {
+        SUCCESS("spawn", kLog, spawns())}},
+    {"Axi", furnishAxi, {
+        RESULT("find", kNone, qm_findAxiDevice(&axi, "fabric")),
+        SUCCESS("map", kNone, MADE(memory, qm_mapAxiBar(&axi, 0))),
+        RESULT("place", kErrno, qm_setAxiIrqAffinity("fabric", 2)),
+        RESULT("unmap", kNone, memory == nullptr ? 0 : munmap(memory, 4096))}}};
+// clang-format on
 
 }  // namespace
 
 const std::vector<Scenario>& scenarios()
 {
-    static const std::vector<Scenario> all = {
-        kLifeOfABoard, kDma,      kPersistentMemory, kLoadedMemory, kModelInit, kTagging, kServices, kThreads,
-        kEthernet, kEthercat,    kIdentity, kSerial,           kRegistry,     kBlocks,    kLogging, kSpawning, kAxi};
-    return all;
+    return kScenarios;
 }
 
 }  // namespace qm::test
