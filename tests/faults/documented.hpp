@@ -2,7 +2,6 @@
 #define QM_TEST_DOCUMENTED_HPP
 
 #include <fnmatch.h>
-
 #include <string>
 
 // What the library is meant to do otherwise than report a failure with its reason, and to leave open.
@@ -35,6 +34,7 @@ struct Leftover
     const char* why;
 };
 
+// clang-format off
 /** The first row that fits decides. */
 inline const Exception kExceptions[] = {
     {"@(Board/set properties|Axi/place)", "libqm.so:close", kEither, "closing ends a write to the kernel"},
@@ -113,6 +113,8 @@ inline const Leftover kLeftovers[] = {
     {"Axi", "libqm.so:mmap", "*/dev/uio1", "a node that cannot be mapped stays open"},
 };
 
+// clang-format on
+
 inline bool matches(const char* pattern, const std::string& text)
 {
     return fnmatch(pattern, text.c_str(), FNM_EXTMATCH) == 0;
@@ -128,7 +130,8 @@ inline Outcome expectedOutcome(const std::string& step, const std::string& call)
 inline bool mayStayOpen(const std::string& scenario, const std::string& call, const std::string& file)
 {
     for (const Leftover& row : kLeftovers)
-        if (matches(row.scenario, scenario) && matches(row.call, call) && matches(row.file, file)) return true;
+        if (matches(row.scenario, scenario) && matches(row.call, call) && matches(row.file, file))
+            return true;
     return false;
 }
 

@@ -2,6 +2,7 @@
 #define QM_TEST_FAULTS_HPP
 
 #include <functional>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -21,13 +22,13 @@ struct Call
 struct Interposer
 {
     bool armed = false;
-    bool paused = false;                  // while a line is logged
-    bool logsAreCounted = false;          // for the scenario that is about them
+    bool paused = false;          // while a line is logged
+    bool logsAreCounted = false;  // for the scenario that is about them
     int step = 0;
-    long count = 0;                       // each call counts once for each of its errors
-    long failAt = -1;                     // -1: none
+    long count = 0;    // each call counts once for each of its errors
+    long failAt = -1;  // -1: none
     Call* hit = nullptr;
-    char* direct = nullptr;               // set by count to 1 where the library itself makes the call
+    char* direct = nullptr;  // set by count to 1 where the library itself makes the call
 };
 
 /** Of the main thread. */
@@ -59,6 +60,11 @@ struct Scenario
     std::function<void()> furnish;  // makes the world, in a mount namespace of its own
     std::vector<Step> steps;
 };
+
+inline void PrintTo(const Scenario& scenario, std::ostream* to)
+{
+    *to << scenario.name;
+}
 
 const std::vector<Scenario>& scenarios();
 

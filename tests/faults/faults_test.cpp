@@ -1,8 +1,9 @@
-// Makes each call of each scenario fail in turn, each in processes of its own: one that meets the failure, and
-// one behind it that must succeed in what it has left. A share by chance; QM_FAULTS=all makes every call fail,
-// QM_FAULTS=17 the one with this number; QM_FAULT_SEED chooses the share.
+// Makes each call of each scenario fail in turn, each in processes of its own: one that meets the failure,
+// and one behind it that must succeed in what it has left. A share by chance; QM_FAULTS=all makes every call
+// fail, QM_FAULTS=17 the one with this number; QM_FAULT_SEED chooses the share.
 
 #include "faults.hpp"
+
 #include "documented.hpp"
 #include "process.hpp"
 #include <qm.h>
@@ -15,7 +16,7 @@
 #include <boost/log/trivial.hpp>
 #include <boost/make_shared.hpp>
 #include <fcntl.h>
-#include <fnmatch.h>
+#include <sched.h>
 #include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -23,9 +24,9 @@
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
+#include <fnmatch.h>
 #include <fstream>
 #include <random>
-#include <sched.h>
 
 namespace qm::test {
 
@@ -92,9 +93,11 @@ std::string leftBehind(const std::vector<std::string>& before, const std::string
 std::string withoutReason(const Step& step, long result, int error, const Call& hit)
 {
     const int expected = hit.error == kShort ? EIO : hit.error;
-    const std::string text = expected == ENOMEM ? "allocate " : strerror(expected);  // also "Failed to allocate ..."
+    const std::string text =
+        expected == ENOMEM ? "allocate " : strerror(expected);  // also "Failed to allocate ..."
     std::string complaint;
-    if ((step.reason & kErrno) != 0 && error != expected) complaint += "errno " + std::to_string(error) + '\n';
+    if ((step.reason & kErrno) != 0 && error != expected)
+        complaint += "errno " + std::to_string(error) + '\n';
     if ((step.reason & kNegative) != 0 && result != -expected)
         complaint += "result " + std::to_string(result) + '\n';
     if ((step.reason & kText) != 0 && std::string(pQmErrorStr).find(text) == std::string::npos)
@@ -125,8 +128,11 @@ std::string complaintOf(const std::string& scenario, const Step& step, const Cal
     if ((step.reason & kLogged) != 0 && Sink::complains) result = 1;
     if (hit.step >= 0 && hit.step < number) return {};  // what it is to do with the remains is not known
 
-    const std::string outcome = threw ? "threw" : result == 0 ? "succeeded" : "failed with " + std::to_string(result);
-    const std::string story = outcome + "; errno " + std::to_string(error) + ", " + pQmErrorStr + "\n" + Sink::lines;
+    const std::string outcome = threw         ? "threw"
+                                : result == 0 ? "succeeded"
+                                              : "failed with " + std::to_string(result);
+    const std::string story =
+        outcome + "; errno " + std::to_string(error) + ", " + pQmErrorStr + "\n" + Sink::lines;
     if (hit.step < 0) return result == 0 ? "" : step.name + (" " + story);
     switch (expectedOutcome(scenario + "/" + step.name, hit.name)) {
         case kAny:
@@ -146,8 +152,8 @@ std::string complaintOf(const std::string& scenario, const Step& step, const Cal
 
 void perform(const Scenario& scenario, long failAt, Report& report)
 {
-    (void)alarm(kHangSeconds);
     report.hit = {"nothing", 0, -1};
+    (void)alarm(kHangSeconds);
     interposer.hit = &report.hit;
     interposer.failAt = failAt;
     interposer.direct = failAt == kCount ? report.direct : nullptr;
@@ -197,26 +203,39 @@ protected:
     /** In a world of its own: the run that meets the failure, then one that must succeed. */
     std::string complaintWith(long failAt)
     {
-        report_->hit = {};
         report_->complaint[0] = '\0';
         const int status = apart([&] {
             silence();
             if (unshare(CLONE_NEWNS) != 0) _exit(1);
             GetParam().furnish();
             const int ended = apart([&] { perform(GetParam(), failAt, *report_); });
-            const std::string step = report_->hit.step < 0 ? "?" : GetParam().steps[static_cast<size_t>(report_->hit.step)].name;
-            if (ended != 0 && expectedOutcome(std::string(GetParam().name) + "/" + step, report_->hit.name) != kEnds)
-                (void)std::snprintf(report_->complaint, sizeof report_->complaint, "ended with wait status %#x", static_cast<unsigned>(ended));
+            if (ended != 0 && expectedOutcome(stepThatFailed(), report_->hit.name) != kEnds)
+                say("ended with wait status " + std::to_string(ended));
             if (report_->complaint[0] != '\0') return;
-            Report afterwards;
-            perform(GetParam(), kNothing, afterwards);
-            if (afterwards.complaint[0] != '\0')
-                (void)std::snprintf(report_->complaint, sizeof report_->complaint, "afterwards: %.3000s", afterwards.complaint);
+            const Call hit = report_->hit;
+            const long count = report_->count;
+            perform(GetParam(), kNothing, *report_);
+            if (report_->complaint[0] != '\0') say("afterwards: " + std::string(report_->complaint));
+            report_->hit = hit;
+            report_->count = count;
         });
-        if (status == 0 && report_->complaint[0] == '\0') return {};
-        const std::string step = report_->hit.step < 0 ? "-" : GetParam().steps[static_cast<size_t>(report_->hit.step)].name;
-        return step + ", " + report_->hit.name + ": " + (report_->hit.error == kShort ? "short" : strerror(report_->hit.error)) + "\n" + report_->complaint +
-               (status == 0 ? "" : "; the run behind it ended with " + std::to_string(status));
+        if (status != 0) say("the run behind it ended with wait status " + std::to_string(status));
+        if (report_->complaint[0] == '\0') return {};
+        const int error = report_->hit.error;
+        return stepThatFailed() + ", " + report_->hit.name + ": " +
+               (error == kShort ? "short" : strerror(error)) + "\n" + report_->complaint;
+    }
+
+    void say(const std::string& complaint)
+    {
+        (void)std::snprintf(report_->complaint, sizeof report_->complaint, "%s", complaint.c_str());
+    }
+
+    std::string stepThatFailed()
+    {
+        const int step = report_->hit.step;
+        return std::string(GetParam().name) + "/" +
+               (step < 0 ? "" : GetParam().steps[static_cast<size_t>(step)].name);
     }
 
     /** The numbers of all failures by chance, two of the library's own calls for one of others'. */
@@ -261,8 +280,7 @@ TEST_P(Faults, AreReportedLeaveNothingOpenAndAreOverWithTheProcess)
         if (!whole && std::chrono::steady_clock::now() > end) break;
         ++done;
         const std::string complaint = complaintWith(number);
-        if (!complaint.empty())
-            ADD_FAILURE() << "failure " << number << " of " << GetParam().name << ": " << complaint;
+        if (!complaint.empty()) ADD_FAILURE() << "failure " << number << ": " << complaint;
     }
     std::printf("%s: %zu of %zu failures, QM_FAULT_SEED=%u\n", GetParam().name, done, all, seed);
 }

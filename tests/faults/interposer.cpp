@@ -112,20 +112,20 @@ long quietly(Original* original, long size, long tag)
 
 // `usual` is what a call does while the library runs, `failed` what it does when it fails. The original is
 // looked up without guarded initialisation, for which some calls are too early.
-#define CALL(name, usual, failed, ...)                                                                       \
-    extern "C" __attribute__((visibility("default"))) long own_##name(long a, long b, long c, long d, long e, \
-                                                                      long f) __asm__(#name);                 \
-    long own_##name([[maybe_unused]] long a, [[maybe_unused]] long b, long c, long d, long e, long f)         \
-    {                                                                                                         \
-        static Original* original = nullptr;                                                                  \
-        if (original == nullptr) original = reinterpret_cast<Original*>(dlsym(RTLD_NEXT, #name));             \
-        const void* const caller = __builtin_return_address(0);                                               \
-        if (const int error = failure(#name, caller, {__VA_ARGS__}); error != 0) {                            \
-            errno = error == kShort ? errno : error;                                                          \
-            failed;                                                                                           \
-        }                                                                                                     \
-        if (plays(caller)) return usual;                                                                      \
-        return original(a, b, c, d, e, f);                                                                    \
+#define CALL(name, usual, failed, ...)                                                                \
+    extern "C" __attribute__((visibility("default"))) long own_##name(long a, long b, long c, long d, \
+                                                                      long e, long f) __asm__(#name); \
+    long own_##name([[maybe_unused]] long a, [[maybe_unused]] long b, long c, long d, long e, long f) \
+    {                                                                                                 \
+        static Original* original = nullptr;                                                          \
+        if (original == nullptr) original = reinterpret_cast<Original*>(dlsym(RTLD_NEXT, #name));     \
+        const void* const caller = __builtin_return_address(0);                                       \
+        if (const int error = failure(#name, caller, {__VA_ARGS__}); error != 0) {                    \
+            errno = error == kShort ? errno : error;                                                  \
+            failed;                                                                                   \
+        }                                                                                             \
+        if (plays(caller)) return usual;                                                              \
+        return original(a, b, c, d, e, f);                                                            \
     }
 #define ORIGINAL original(a, b, c, d, e, f)
 #define FAILS(name, result, ...) CALL(name, ORIGINAL, return result, __VA_ARGS__)
@@ -156,7 +156,8 @@ TRANSFERS(pread, EIO)
 TRANSFERS(pwrite, ENOSPC)
 CALL(write, (obey(static_cast<int>(a), at<char>(b), static_cast<size_t>(c)), ORIGINAL),
      return error == kShort ? 0 : -1, EINVAL, kShort)
-PLAYED(readlink, std::strcmp(at<char>(a), "/proc/self/exe") == 0 ? modelInsteadOfTest(at<char>(b), c) : ORIGINAL,
+PLAYED(readlink,
+       std::strcmp(at<char>(a), "/proc/self/exe") == 0 ? modelInsteadOfTest(at<char>(b), c) : ORIGINAL,
        ENAMETOOLONG)
 CLOSES(close, -1, EIO)
 FAILS(fstat, -1, ENOMEM)
@@ -213,4 +214,5 @@ PLAYED(tcdrain, 0, EINTR)
 PLAYED(tcflush, 0, EIO)
 
 /// The log is not what fails, unless that is asked for; a line ends in the sink.
-CALL(_ZN10slrealtime6Logger9getLoggerEv, (interposer.paused = !interposer.logsAreCounted, ORIGINAL), return 0, )
+CALL(_ZN10slrealtime6Logger9getLoggerEv, (interposer.paused = !interposer.logsAreCounted, ORIGINAL),
+     return 0, )

@@ -255,8 +255,16 @@ void furnishAxi()
 }
 
 // A step's name, what a failure tells of its reason, and the call: its result, or whether it succeeded.
-#define RESULT(name, reason, ...) Step{name, reason, []() -> long { return __VA_ARGS__; }}
-#define SUCCESS(name, reason, ...) Step{name, reason, []() -> long { return (__VA_ARGS__) ? 0 : 1; }}
+#define RESULT(name, reason, ...)                          \
+    Step                                                   \
+    {                                                      \
+        name, reason, []() -> long { return __VA_ARGS__; } \
+    }
+#define SUCCESS(name, reason, ...)                                   \
+    Step                                                             \
+    {                                                                \
+        name, reason, []() -> long { return (__VA_ARGS__) ? 0 : 1; } \
+    }
 #define MADE(variable, ...) ((variable) = (__VA_ARGS__)) != nullptr
 
 // clang-format off
@@ -315,7 +323,7 @@ const std::vector<Scenario> kScenarios = {
         RESULT("release", kErrno, memory == nullptr ? 1 : qm_releaseSemaphore(memory)),
         RESULT("wait", kErrno, memory == nullptr ? 1 : qm_waitForSemaphore(memory)),
         RESULT("destroy semaphore", kErrno, memory == nullptr ? 1 : qm_destroySemaphore(memory)),
-        SUCCESS("create mutex", kNone, MADE(memory, qm_createMutex(false)) && !qm_tryLockMutex(memory)),
+        SUCCESS("create mutex", kNone, MADE(memory, qm_createMutex(false)) && qm_tryLockMutex(memory)),
         RESULT("destroy mutex", kNone, memory == nullptr ? 1 : (qm_unlockMutex(memory), qm_destroyMutex(memory), 0)),
         RESULT("set priority", kErrno, qm_setPidPriority(101, 60)),
         SUCCESS("get priority", kErrno, qm_getPidPriority(101) == 50),
