@@ -11,6 +11,7 @@
 #include <qm/dma.h>
 #include <qm/error.h>
 #include <qm/ethernet.h>
+#include <qm/frozen.h>
 #include <qm/host_link.h>
 #include <qm/interrupts.h>
 #include <qm/io_module.h>

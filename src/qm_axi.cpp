@@ -18,15 +18,9 @@
 
 namespace {
 
-constexpr char kInterrupts[] = "/proc/irq";
 constexpr std::size_t kHandlerPathSize = 512;
 constexpr std::size_t kAttributeSize = 4096 + 1;  // the kernel shows no more than a page
 constexpr std::string_view kBlanks = " \t\n\v\f\r";
-
-void setError(const char* what, const char* object)
-{
-    qm::setErrorText("%s %s", what, object);
-}
 
 bool exists(const char* path)
 {
@@ -42,17 +36,17 @@ std::string_view firstWord(std::string_view text)
 /// A number that the kernel shows of a UIO device's memory region; nothing and the reason without one.
 std::optional<unsigned long> readRegionNumber(int uioIndex, int region, const char* attribute)
 {
-    std::array<char, 64> path;
+    qm::uio::PathBuffer path;
     std::snprintf(path.data(), path.size(), "%s%d/maps/map%d/%s", qm::uio::kClass, uioIndex, region,
                   attribute);
     if (!exists(path.data())) {
-        setError("Could not find", path.data());
+        qm::setErrorText("Could not find %s", path.data());
         return std::nullopt;
     }
     std::array<char, kAttributeSize> buffer;
     unsigned long number = 0;
     if (qm::readText(path.data(), buffer) && std::sscanf(buffer.data(), "0x%lx", &number) == 1) return number;
-    setError("Failed to read", path.data());
+    qm::setErrorText("Failed to read %s", path.data());
     return std::nullopt;
 }
 
@@ -60,7 +54,7 @@ std::optional<unsigned long> readRegionNumber(int uioIndex, int region, const ch
 bool isServedBy(const char* irq, const char* handler)
 {
     std::array<char, kHandlerPathSize> path;
-    const int length = std::snprintf(path.data(), path.size(), "%s/%s/%s", kInterrupts, irq, handler);
+    const int length = std::snprintf(path.data(), path.size(), "%s%s/%s", qm::uio::kInterrupts, irq, handler);
     if (length < 0 || static_cast<std::size_t>(length) >= path.size()) return false;
     struct stat status;
     return ::stat(path.data(), &status) == 0 && S_ISDIR(status.st_mode);
@@ -69,10 +63,10 @@ bool isServedBy(const char* irq, const char* handler)
 /// The interrupt that the device's handler serves; -1 and errno without one.
 int findAxiIrqNumber(const char* deviceName)
 {
-    const qm::Directory interrupts = qm::openDirectory(kInterrupts);
+    const qm::Directory interrupts = qm::openDirectory(qm::uio::kInterrupts);
     if (interrupts == nullptr) return -1;
     while (const dirent* const entry = ::readdir(interrupts.get())) {
-        const int irq = qm::uio::wholeNumber(entry->d_name).value_or(-1);
+        const int irq = qm::uio::wholeNumber(entry->d_name);
         if (irq >= 0 && isServedBy(entry->d_name, deviceName)) return irq;
     }
     errno = ENOENT;
@@ -86,13 +80,13 @@ int qm_findAxiDevice(qm_AxiDevice* axiDevice, const char* deviceName)
     for (int index = 0;; ++index) {
         const auto path = qm::uio::numberedPath(qm::uio::kClass, index, "/name");
         if (!exists(path.data())) {
-            setError("Could not find", deviceName);
+            qm::setErrorText("Could not find %s", deviceName);
             return -1;
         }
         std::array<char, kAttributeSize> buffer;
         const auto name = qm::readText(path.data(), buffer);
         if (!name) {
-            setError("Failed to read", path.data());
+            qm::setErrorText("Failed to read %s", path.data());
             return -1;
         }
         if (firstWord(*name) != deviceName) continue;

@@ -33,7 +33,8 @@ QM_API int qm_translateEthernetInterfaces(void);
  * board with several functions, function 0 is handed over.
  *
  * @param portIndex Index of the port.
- * @return Result of qm_pci_bindDriver(); -1 for an index that no port has.
+ * @return Result of qm_pci_bindDriver(); -1 for an index that no port has, or when the ports cannot be
+ * listed.
  *
  * Errors: logged at qm_error: "qm_configureEthercat: Requested network device index is out of range\n", "PCI
  * topology detection failure!\n"; and those of qm_pci_bindDriver().
@@ -46,7 +47,8 @@ QM_API int qm_configureEthercat(uint32_t portIndex);
  * board with several functions, function 0 is given back.
  *
  * @param portIndex Index of the port.
- * @return Result of qm_pci_probeDriver(); -1 for an index that no port has, or when the driver stays.
+ * @return Result of qm_pci_probeDriver(); -1 for an index that no port has, when the ports cannot be listed,
+ * or when the driver stays.
  *
  * Errors: logged at qm_error: "qm_teardownEthercat: Requested network device index is out of range\n",
  * "qm_teardownEthercat: Failed to unbind network device driver\n", "PCI topology detection failure!\n"; and

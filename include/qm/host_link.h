@@ -19,7 +19,8 @@ QM_BEGIN_C
  *
  * Errors: logged at qm_error: "Failed to determine default host link interface\n" (no file, no such entry, or
  * one without an interface name), "Failed to get interface addresses\n"; nothing when the interface is not
- * there or has no hardware address. Real-time safe: no (file system, allocates). Thread-safe: yes.
+ * there or has no hardware address. Real-time safe: no (file system, allocates). Thread-safe: yes; beside
+ * qm_translateEthernetInterfaces() it may find the file empty.
  */
 QM_API int qm_target_getHostLinkMac(uint8_t* destination);
 

@@ -39,7 +39,8 @@ typedef enum buffer_fd_behavior QM_ENUM_INT32
  * @param port            I/O port address, for instance 0x3F8.
  * @param destination     Receives the node's path ("/dev/ttyS0"), terminated; untouched on failure.
  * @param destinationSize Its size in bytes, the terminator included.
- * @return 0 found; -1 no such port, a port without a node, or a path that does not fit.
+ * @return 0 found; -1 no such port, a port without a node, a path that does not fit, or the device database
+ * cannot be searched.
  *
  * Errors: none are reported otherwise. A port that udev has not announced is not found.
  * Real-time safe: no (reads the device database). Thread-safe: yes.
@@ -112,13 +113,14 @@ QM_API int qm_serial_device_close(int port);
 /**
  * Configures an onboard serial port: raw input without echo, a line feed sent as carriage return and line
  * feed where output is processed at all. The port is opened for this if it is closed, and is closed at the
- * end in any case: descriptors that were handed out before are stale.
+ * end in any case (descriptor 0 excepted): descriptors that were handed out before are stale. The descriptor
+ * and the settings are logged at qm_debug.
  *
  * @param port        Port number, 1 to 6.
  * @param speed       Speed as the C library's cfsetispeed() takes it: a code such as B9600, not the number
  * 9600.
  * @param dataBits    1 to 4 for 5 to 8 data bits; any other gives 8.
- * @param parity      Parity.
+ * @param parity      Parity, None (1) to Space (5).
  * @param stopBits    2 for two stop bits; any other gives one.
  * @param flowControl 0 none, the modem's lines ignored; any other RTS/CTS, the modem's lines respected.
  * @return 0; -1 on failure.
@@ -132,7 +134,8 @@ QM_API int qm_serial_device_config(int port, unsigned speed, unsigned dataBits, 
                                    int stopBits, int flowControl);
 
 /**
- * Sends or discards what an onboard serial port holds. A closed port is opened for this.
+ * Sends or discards what an onboard serial port holds. A closed port is opened for this. The descriptor is
+ * logged at qm_debug, -1 after a close.
  *
  * @param port     Port number, 1 to 6.
  * @param behavior What to do, and whether the port is closed afterwards.

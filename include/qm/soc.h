@@ -37,8 +37,9 @@ QM_API int qm_findAxiDevice(qm_AxiDevice* axiDevice, const char* deviceName);
  * Maps a memory region of an AXI device, shared, for reading and writing.
  *
  * @param axiDevice A device that was found, not null.
- * @param bar       Number of the UIO region whose attributes "offset" and "size" are used. The offset is
- * handed to the kernel as it is, for which offset 0 is the device's region 0, whatever the number is.
+ * @param bar       Number of the UIO region whose attributes "offset" and "size" are used; "addr" must be
+ * there, too. The offset is handed to the kernel as it is, for which offset 0 is the device's region 0,
+ * whatever the number is.
  * @return Address of the mapping, valid until the process unmaps it or ends; null on failure.
  *
  * Errors: in pQmErrorStr: "Could not find %s" or "Failed to read %s" with an attribute's path, "Failed to

@@ -42,8 +42,9 @@ typedef enum qm_TargetType QM_ENUM_INT32
  *
  * @return The model; NonQuillmark for any other computer. Talus is never detected.
  *
- * Errors: a topology that cannot be read gives NonQuillmark, with a line on standard output.
- * Real-time safe: no (the first call scans the PCI buses). Thread-safe: the first call no, later ones yes.
+ * Errors: libpci ends the process when it finds no way to the PCI buses; any other topology failure gives
+ * NonQuillmark, with "PCI topology detection failure!" on standard output for each known model.
+ * Real-time safe: no (scans the PCI buses). Thread-safe: no until bus 0 has shown a device, then yes.
  */
 QM_API qm_TargetType qm_getTargetType(void);
 
@@ -56,16 +57,12 @@ QM_API qm_TargetType qm_getTargetType(void);
  */
 QM_API const char* qm_getTargetMarketingName(void);
 
-QM_END_C
-
 #ifdef __cplusplus
 
 #ifdef __clang__
 #pragma clang diagnostic push
 #pragma clang diagnostic ignored "-Wreturn-type-c-linkage"
 #endif
-
-extern "C" {
 
 /**
  * Gives line 1 of the target's console screen: the maker's and the target's name between "<white>" tags. The
@@ -88,12 +85,13 @@ QM_API std::string qm_getTargetScreenLine1();
  * Errors: none but std::bad_alloc. Real-time safe: no (file system). Thread-safe: yes.
  */
 QM_API std::string qm_getTargetScreenLine2();
-}
 
 #ifdef __clang__
 #pragma clang diagnostic pop
 #endif
 
 #endif
+
+QM_END_C
 
 #endif

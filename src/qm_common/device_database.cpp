@@ -1,5 +1,11 @@
 #include "qm_common/device_database.hpp"
 
+namespace {
+
+constexpr int kMatching = 1;
+
+}  // namespace
+
 namespace qm {
 
 Device pciDevice(const char* address)
@@ -13,7 +19,6 @@ DeviceEnumerator devicesOf(const char* subsystem)
     sd_device_enumerator* created = nullptr;
     if (sd_device_enumerator_new(&created) < 0) return nullptr;
     DeviceEnumerator devices(created);
-    constexpr int kMatching = 1;
     if (sd_device_enumerator_add_match_subsystem(created, subsystem, kMatching) < 0) return nullptr;
     return devices;
 }
@@ -22,6 +27,15 @@ DeviceEnumerator devicesBelow(sd_device& parent, const char* subsystem)
 {
     DeviceEnumerator devices = devicesOf(subsystem);
     if (devices != nullptr && sd_device_enumerator_add_match_parent(devices.get(), &parent) < 0)
+        return nullptr;
+    return devices;
+}
+
+DeviceEnumerator devicesWith(const char* attribute, const char* text, const char* subsystem)
+{
+    DeviceEnumerator devices = devicesOf(subsystem);
+    if (devices != nullptr &&
+        sd_device_enumerator_add_match_sysattr(devices.get(), attribute, text, kMatching) < 0)
         return nullptr;
     return devices;
 }

@@ -24,5 +24,7 @@ Device pciDevice(const char* address);
 DeviceEnumerator devicesOf(const char* subsystem);
 /// The same, below a device only.
 DeviceEnumerator devicesBelow(sd_device& parent, const char* subsystem);
+/// The same, with this text in a sysfs attribute only.
+DeviceEnumerator devicesWith(const char* attribute, const char* text, const char* subsystem);
 
 }  // namespace qm

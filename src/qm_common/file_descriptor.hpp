@@ -13,8 +13,9 @@ namespace qm {
 class FileDescriptor
 {
 public:
-    /// Opens close-on-exec; false and errno when that fails. No creation mode is passed.
-    FileDescriptor(const char* path, int flags) : fd_(::open(path, flags | O_CLOEXEC)) {}
+    /// Opens close-on-exec; false and errno when that fails. The mode is that of a file that this creates.
+    FileDescriptor(const char* path, int flags, mode_t mode = 0) : fd_(::open(path, flags | O_CLOEXEC, mode))
+    {}
     /// Takes over what another function opened; false for -1.
     static FileDescriptor adopt(int descriptor) { return FileDescriptor(descriptor); }
     FileDescriptor(FileDescriptor&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}

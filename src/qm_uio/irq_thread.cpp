@@ -18,7 +18,7 @@ namespace qm::uio {
 
 namespace {
 
-constexpr char kProcesses[] = "/proc";
+constexpr char kProcesses[] = "/proc/";
 constexpr std::string_view kThreadPrefix = "irq/";
 constexpr int kHighestIrq = 99999;
 constexpr std::string_view kPlacedForGood = "1";
@@ -45,13 +45,13 @@ bool namesThreadOf(std::string_view device, std::string_view name)
 bool isThreadOf(std::string_view device, int pid)
 {
     std::array<char, 128> buffer;
-    const auto name = readLine(numberedPath("/proc/", pid, "/comm").data(), buffer);
+    const auto name = readLine(numberedPath(kProcesses, pid, "/comm").data(), buffer);
     return name && namesThreadOf(device, *name);
 }
 
 PathBuffer affinityList(int irq)
 {
-    return numberedPath("/proc/irq/", irq, "/smp_affinity_list");
+    return numberedPath(kInterrupts, irq, "/smp_affinity_list");
 }
 
 int writeAffinity(int irq, int cpu)
@@ -95,20 +95,19 @@ PathBuffer numberedPath(const char* before, int number, const char* after)
     return path;
 }
 
-std::optional<int> wholeNumber(std::string_view text)
+int wholeNumber(std::string_view text)
 {
     const char* const end = text.data() + text.size();
-    int number = 0;
+    int number = -1;
     const auto parsed = std::from_chars(text.data(), end, number);
-    if (parsed.ec != std::errc{} || parsed.ptr != end) return std::nullopt;
-    return number;
+    return parsed.ec == std::errc{} && parsed.ptr == end ? number : -1;
 }
 
 int getUioIrqNumber(int uioIndex)
 {
     std::array<char, 64> buffer;
     const auto line = readLine(numberedPath(kClass, uioIndex, "/device/irq").data(), buffer);
-    const int irq = line ? wholeNumber(*line).value_or(-1) : -1;
+    const int irq = line ? wholeNumber(*line) : -1;
     return irq >= 0 && irq <= kHighestIrq ? irq : -1;
 }
 
@@ -122,7 +121,7 @@ pid_t findQmUioIrqThreadPid(int uioIndex)
 
     pid_t thread = -1;
     while (const dirent* const entry = ::readdir(processes.get())) {
-        const int pid = wholeNumber(entry->d_name).value_or(-1);
+        const int pid = wholeNumber(entry->d_name);
         if (pid < 1 || !isThreadOf(*device, pid)) continue;
         if (thread != -1) return failWith(E2BIG);
         thread = pid;

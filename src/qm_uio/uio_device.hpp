@@ -3,7 +3,6 @@
 #include <sys/types.h>
 
 #include <array>
-#include <optional>
 #include <string_view>
 
 /// What the kernel shows of a UIO device: its node, its interrupt, the thread that handles it.
@@ -11,14 +10,15 @@ namespace qm::uio {
 
 constexpr char kNode[] = "/dev/uio";
 constexpr char kClass[] = "/sys/class/uio/uio";
+constexpr char kInterrupts[] = "/proc/irq/";
 
 using PathBuffer = std::array<char, 64>;
 
 /// "<before><number><after>"
 PathBuffer numberedPath(const char* before, int number, const char* after = "");
 
-/// A text that is a decimal number as a whole.
-std::optional<int> wholeNumber(std::string_view text);
+/// The decimal number that a text is as a whole; negative when it is none.
+int wholeNumber(std::string_view text);
 
 /// Linux interrupt number of a UIO device, or -1.
 int getUioIrqNumber(int uioIndex);

@@ -16,7 +16,6 @@ namespace {
 
 constexpr char kSubsystem[] = "tty";
 constexpr char kPortAttribute[] = "port";
-constexpr int kMatching = 1;
 
 constexpr int kNoPort = -1;
 
@@ -65,12 +64,10 @@ int findByPci(const qm_PCIDevice& card, int channel, char* destination, size_t d
 
 int qm_findSerialDeviceByPort(uint32_t port, char* destination, size_t destinationSize)
 {
-    const qm::DeviceEnumerator ttys = qm::devicesOf(kSubsystem);
-    if (ttys == nullptr) return kNoPort;
     std::array<char, sizeof "0xFFFFFFFF"> address{};
     std::snprintf(address.data(), address.size(), "0x%X", port);
-    if (sd_device_enumerator_add_match_sysattr(ttys.get(), kPortAttribute, address.data(), kMatching) < 0)
-        return kNoPort;
+    const qm::DeviceEnumerator ttys = qm::devicesWith(kPortAttribute, address.data(), kSubsystem);
+    if (ttys == nullptr) return kNoPort;
     sd_device* const tty = sd_device_enumerator_get_device_first(ttys.get());
     const char* node = nullptr;
     if (tty == nullptr || sd_device_get_devname(tty, &node) < 0) return kNoPort;

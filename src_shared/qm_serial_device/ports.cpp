@@ -29,7 +29,7 @@ int32_t& descriptorOf(int port)
 int openWithoutWaiting(const char* node, int flags)
 {
     qm::FileDescriptor file(node, flags | O_NONBLOCK);
-    if (file && (flags & O_NONBLOCK) == 0) ::fcntl(file.get(), F_SETFL, flags);
+    if (file && (flags & O_NONBLOCK) == 0) (void)::fcntl(file.get(), F_SETFL, flags);
     return file.release();
 }
 
@@ -70,9 +70,9 @@ int qm_serial_port_close(int port)
 
 int qm_serial_device_open(int port)
 {
-    if (qm_serial_port_open(port, O_RDWR | O_NONBLOCK) == kClosed) return kClosed;
-    logDescriptor(port, "qm_serial_device_open");
-    return descriptorOf(port);
+    const int fd = qm_serial_port_open(port, O_RDWR | O_NONBLOCK);
+    if (fd != kClosed) logDescriptor(port, "qm_serial_device_open");
+    return fd;
 }
 
 int qm_serial_device_close(int port)

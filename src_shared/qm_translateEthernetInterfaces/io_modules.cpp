@@ -15,14 +15,13 @@ constexpr uint32_t kRealtek = 0x10EC;
 constexpr uint32_t kNx20Vendor = 0x8006;
 
 /// Where the bridges in front of a module's ports must stand: on one bus, the first at this slot, each next
-/// one `step` slots further.
+/// one `step` slots further. Without a step all stand at the same slot, whichever.
 struct Bridges
 {
     uint32_t firstSlot, step;
 };
 
-constexpr uint32_t kAnySlot = 0xFFFFFFFF;
-constexpr Bridges kSameSlot = {kAnySlot, 0};
+constexpr Bridges kSameSlot = {0, 0};
 constexpr Bridges kAlone = kSameSlot;  // of a single port, which needs no bridge
 
 constexpr Bridges slotsFrom(uint32_t first)
@@ -35,7 +34,7 @@ bool standAs(const Bridges& wanted, Ports ports)
     if (ports.size() == 1) return true;
     const qm_topo_node* const first = ports.front().parent;
     if (first == nullptr) return false;  // on bus 0
-    uint32_t slot = wanted.firstSlot == kAnySlot ? first->slot : wanted.firstSlot;
+    uint32_t slot = wanted.step == 0 ? first->slot : wanted.firstSlot;
     for (const qm_topo_node& port : ports) {
         if (port.parent == nullptr || port.parent->bus != first->bus || port.parent->slot != slot)
             return false;

@@ -1,31 +1,28 @@
-#include "qm_common/clean_up_scope.hpp"
+#include "qm_common/file_descriptor.hpp"
 #include "qm_common/information_files.hpp"
 #include "qm_translateEthernetInterfaces/label_string.hpp"
 #include <qm/ethernet.h>
 #include <qm/log.h>
 #include <qm/paths.h>
 
-#include <unistd.h>
-
-#include <cstdio>
+#include <cstddef>
 #include <exception>
 
 namespace {
 
+constexpr mode_t kFileMode = 0666;  // less the process's mask
+
 /// The file is rewritten whole: a text that does not get there in one piece leaves it empty.
 int writeFile(const char* path, const std::string& text)
 {
-    const qm::CleanUpScope cleanUp;  // the file is closed whatever comes
-    std::FILE* const file = std::fopen(path, "w+e");
-    if (file == nullptr) {
+    const qm::FileDescriptor file(path, O_RDWR | O_CREAT | O_TRUNC, kFileMode);
+    if (!file) {
         qm_printf(qm_error, "Failed to create file: %s\n", path);
         return -1;
     }
-    (void)std::setvbuf(file, nullptr, _IONBF, 0);
-    const bool isWritten = std::fwrite(text.data(), 1, text.size(), file) == text.size();
-    if (!isWritten) (void)!::ftruncate(::fileno(file), 0);
-    std::fclose(file);
-    if (isWritten) return 0;
+    const ssize_t written = ::write(file.get(), text.data(), text.size());
+    if (written >= 0 && static_cast<std::size_t>(written) == text.size()) return 0;
+    (void)!::ftruncate(file.get(), 0);
     qm_printf(qm_error, "Failed to write file: %s\n", path);
     return -1;
 }

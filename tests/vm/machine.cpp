@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <fmt/core.h>
 #include <gtest/gtest.h>
+#include <sys/mount.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -63,6 +64,17 @@ std::string driverOf(const std::string& address)
 {
     std::error_code none;
     return std::filesystem::read_symlink(folderOf(address) / "driver", none).filename();
+}
+
+void disguise(const std::string& address, uint16_t vendor, uint16_t device)
+{
+    const std::string config = folderOf(address) / "config";
+    const std::string copy = "/run/config-" + address;
+    std::string content = contentOf(config);
+    const std::array<uint16_t, 2> ids{vendor, device};
+    content.replace(0, sizeof ids, reinterpret_cast<const char*>(ids.data()), sizeof ids);
+    std::ofstream(copy, std::ios::binary) << content;
+    ASSERT_EQ(0, ::mount(copy.c_str(), config.c_str(), nullptr, MS_BIND, nullptr)) << config;
 }
 
 WithoutModule::WithoutModule(std::string name) : name_(std::move(name))

@@ -28,6 +28,9 @@ std::filesystem::path folderOf(const std::string& address);
 /// Name of the driver that has a function, empty without one.
 std::string driverOf(const std::string& address);
 
+/// Gives a function other identifiers, for programs that read its configuration. They stay.
+void disguise(const std::string& address, uint16_t vendor, uint16_t device);
+
 /// A kernel module of ours is not loaded in this object's life.
 class WithoutModule
 {

@@ -5,10 +5,6 @@
 #include <slrealtime/Standalone.hpp>
 
 #include <gmock/gmock.h>
-#include <sys/mount.h>
-
-#include <array>
-#include <fstream>
 
 namespace {
 
@@ -24,18 +20,6 @@ constexpr char kEventRefused[] =
     "error QM: failed to write to /sys/firmware/acpi/interrupts/gpe0F: Invalid argument";
 constexpr char kLed[] = "/sys/devices/platform/kite/mcu/led_pulse_period";
 
-/// Gives a function other identifiers.
-void disguise(const std::string& address, uint16_t vendor, uint16_t device)
-{
-    const std::string config = qm::test::folderOf(address) / "config";
-    const std::string copy = "/run/config-" + address;
-    std::string content = contentOf(config);
-    const std::array<uint16_t, 2> ids{vendor, device};
-    content.replace(0, sizeof ids, reinterpret_cast<const char*>(ids.data()), sizeof ids);
-    std::ofstream(copy, std::ios::binary) << content;
-    ASSERT_EQ(0, ::mount(copy.c_str(), config.c_str(), nullptr, MS_BIND, nullptr)) << config;
-}
-
 struct Model
 {
     TriggerMode trigger;
@@ -46,8 +30,8 @@ struct Model
 
 TEST(RealTimeMode, IsEnteredAtStartAndLeftAtStop)
 {
-    disguise("00:13.1", 0x8086, 0x5AD9);
-    disguise("02:00.0", 0x8086, 0x157B);
+    qm::test::disguise("00:13.1", 0x8086, 0x5AD9);
+    qm::test::disguise("02:00.0", 0x8086, 0x157B);
     ASSERT_EQ(Cube, qm_getTargetType());
     ASSERT_EQ("1\n", contentOf("/sys/devices/system/cpu/isolated"));
 

@@ -5,7 +5,7 @@ PATH=$PATH:/usr/sbin:/sbin
 
 program=${0##*/}
 here=$(cd -- "$(dirname -- "${BASH_SOURCE[0]}")/.." && pwd)
-cache=${VIRTUAL_TARGET_CACHE:-${here%/*}/build/virtual_target}
+cache=$(realpath -m -- "${VIRTUAL_TARGET_CACHE:-${here%/*}/build/virtual_target}")
 
 readonly EXIT_USAGE=2
 readonly EXIT_TARGET=125

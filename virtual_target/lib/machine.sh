@@ -45,7 +45,7 @@ add_bridges() {
 # Without the mask the board could only reach the lowest 256 MiB by DMA.
 add_boards() {
     if [[ $board == edu ]]; then machine+=(-device edu,addr=03.0,dma_mask=0xffffffff); fi
-    machine+=("${devices[@]}")
+    machine+=("${chardevs[@]}" "${devices[@]}")
 }
 
 # udev would load these for parts of the machine that nothing here uses; together they take a second.

@@ -18,6 +18,9 @@ standard error stay apart, standard input is empty.
   --share DIR         existing folder that keeps what the target writes there
   --board BOARD       edu (default), or none: no example board in its slot
   --device DEVICE     one more QEMU device, such as edu,addr=4.0 (repeatable)
+  --chardev CHARDEV   what a serial device is connected to, as QEMU's option of
+                      that name, such as null,id=open (repeatable); relative
+                      paths lie in a folder that only this run has
   --append ARGUMENTS  more kernel arguments (repeatable)
   --verbose           show the kernel's console on standard error
   --help              this text
@@ -38,7 +41,7 @@ usage_error() {
 }
 
 board=edu cpus=2 share='' shell='' timeout='' verbose=''
-devices=() append=() command=()
+devices=() chardevs=() append=() command=()
 
 require_number() { # OPTION VALUE LOWEST
     [[ $2 =~ ^[0-9]{1,6}$ ]] && ((10#$2 >= $3)) || usage_error "$1 wants a number of at least $3, not '$2'"
@@ -57,6 +60,7 @@ parse_option() { # OPTION VALUE
             board=$2
             ;;
         --device) devices+=(-device "$2") ;;
+        --chardev) chardevs+=(-chardev "$2") ;;
         --append) append+=("$2") ;;
     esac
 }
@@ -64,7 +68,7 @@ parse_option() { # OPTION VALUE
 parse_options() {
     while (($#)); do
         case $1 in
-            --timeout | --cpus | --share | --board | --device | --append)
+            --timeout | --cpus | --share | --board | --device | --chardev | --append)
                 (($# >= 2)) || usage_error "$1 wants a value"
                 parse_option "$1" "$2"
                 shift

@@ -22,7 +22,8 @@
  * The second write makes both count. The last close brings variant 0 back, so
  * that a program that was killed leaves nothing to the next.
  *
- * The BARs are not requested: /dev/mem would refuse them to user space.
+ * The BARs are not requested: /dev/mem would refuse them to user space. BAR 0
+ * is also the UIO device's memory region 0.
  */
 #include <linux/io.h>
 #include <linux/module.h>
@@ -161,6 +162,21 @@ static int map_registers(struct quillmark_board *board)
 	return board->edu ? 0 : -ENOMEM;
 }
 
+static void show_registers(struct quillmark_board *board)
+{
+	struct uio_mem *region = &board->uio.mem[0];
+	resource_size_t start = pci_resource_start(board->pdev, 0);
+
+	if (!(pci_resource_flags(board->pdev, 0) & IORESOURCE_MEM))
+		return;
+	region->name = "BAR 0";
+	region->addr = start & PAGE_MASK;
+	region->offs = offset_in_page(start);
+	region->size =
+		PAGE_ALIGN(region->offs + pci_resource_len(board->pdev, 0));
+	region->memtype = UIO_MEM_PHYS;
+}
+
 static int quillmark_probe(struct pci_dev *pdev, const struct pci_device_id *id)
 {
 	struct quillmark_board *board;
@@ -196,6 +212,7 @@ static int quillmark_probe(struct pci_dev *pdev, const struct pci_device_id *id)
 	board->uio.open = quillmark_open;
 	board->uio.release = quillmark_release;
 	board->uio.priv = board;
+	show_registers(board);
 	return devm_uio_register_device(&pdev->dev, &board->uio);
 }
 

@@ -267,9 +267,13 @@ TEST_F(PersistentMemory, GetsItsAddressesInEveryProgram)
 {
     const std::string probe = QM_PROBE;
     int run = 0;
-    for (const std::string& command :
-         {probe, "setarch -R " + probe, probe + " 100", "setarch -R " + probe + " 100",
-          "setarch -L " + probe + " 100", probe}) {
+    std::vector<std::string> commands{probe, "setarch -R " + probe, probe + " 100",
+                                      "setarch -R " + probe + " 100"};
+#ifndef __SANITIZE_THREAD__  // which refuses this layout
+    commands.push_back("setarch -L " + probe + " 100");
+#endif
+    commands.push_back(probe);
+    for (const std::string& command : commands) {
         const auto shown = standardOutputOf([&] { EXPECT_EQ(0, std::system(command.c_str())) << command; });
         EXPECT_EQ(std::to_string(++run * 200) + "\n", shown) << command;
     }

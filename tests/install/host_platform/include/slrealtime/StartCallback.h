@@ -1,0 +1,3 @@
+#pragma once
+
+extern "C" void registerCB_C(void (*callback)(void*), void* argument, int priority);

@@ -1,0 +1,45 @@
+#ifndef QM_TEST_QMCTL_COMMAND_HPP
+#define QM_TEST_QMCTL_COMMAND_HPP
+
+#include "command_line.hpp"
+
+#include <sstream>
+
+namespace qm::test {
+
+/// Runs a line as the program does.
+inline qmctl::Outcome runQmctl(const std::string& line)
+{
+    std::istringstream words("qmctl " + line);
+    std::vector<std::string> arguments;
+    for (std::string word; words >> word;)
+        arguments.push_back(word);
+    std::vector<const char*> raw;
+    for (const std::string& argument : arguments)
+        raw.push_back(argument.c_str());
+    const qmctl::Request request = qmctl::parse(static_cast<int>(raw.size()), raw.data());
+    return request.command->run(request.arguments);
+}
+
+/// The line that the program ends with: its status and its words; "0" when it ends well.
+inline std::string endOf(const std::string& line)
+{
+    try {
+        return std::to_string(runQmctl(line).status);
+    } catch (const qmctl::Failure& failure) {
+        return std::to_string(failure.status) + ' ' + failure.what();
+    }
+}
+
+/// What the program prints.
+inline std::string textOf(const std::string& line)
+{
+    for (const qmctl::Command& command : qmctl::commands())
+        if (line == command.name() || line.starts_with(command.name() + ' '))
+            return command.show(runQmctl(line).value, {});
+    return "";
+}
+
+}  // namespace qm::test
+
+#endif

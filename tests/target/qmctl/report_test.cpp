@@ -1,0 +1,121 @@
+// A report, opened again: the same answers, and nothing in it that is nobody else's business.
+
+#include "child.hpp"
+#include "opened_report.hpp"
+#include "qmctl_command.hpp"
+#include "sandbox.hpp"
+#include "world.hpp"
+#include <qm/persistent_memory.h>
+
+#include <gmock/gmock.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+
+namespace {
+
+using namespace qm::test;
+
+constexpr char kReport[] = "/tmp/quillmark/report.tar.gz";
+constexpr char kMac[] = "52:54:00:12:34:56";
+
+/// The board that makes this computer an Otter, and a network card below it.
+void buildTarget()
+{
+    World world;
+    world.add(board(0x8086, 0x5AD8).at(0, 0x13).bridgeTo(1, 1).express(2, 4))
+        .add(board(0x8086, 0x1533).at(1, 0).classCode(0x020000));
+    const std::string devices = "/sys/devices/pci0000:00/";
+    for (const std::string address : {"0000:00:13.0", "0000:01:00.0"}) {  // as the kernel has it: links
+        std::filesystem::create_directories(devices);
+        std::filesystem::rename(World::directory(address), devices + address);
+        std::filesystem::create_symlink("../../../devices/pci0000:00/" + address, World::directory(address));
+        sandbox::writeFile(devices + address + "/uevent", "PCI_SLOT_NAME=" + address + "\n");
+    }
+    sandbox::writeFile("/sys/bus/pci/drivers/igb/bind", "");
+    std::filesystem::create_symlink("../../../bus/pci/drivers/igb", devices + "0000:01:00.0/driver");
+    const std::string card = devices + "0000:01:00.0/net/enx525400123456/";
+    sandbox::writeFile(card + "address", std::string(kMac) + "\n");
+    sandbox::writeFile(card + "uevent", "INTERFACE=enx525400123456\n");
+    std::filesystem::create_directories("/sys/class/net");
+    std::filesystem::create_symlink("../../devices/pci0000:00/0000:01:00.0/net/enx525400123456",
+                                    "/sys/class/net/enx525400123456");
+    sandbox::freshDirectory("/usr/quillmark");
+    sandbox::writeFile("/usr/quillmark/sysinfo/ethTranslateFile.txt", "enx525400123456:0:Hostlink;");
+    sandbox::freshDirectory("/dev/shm");
+    (void)qm_allocPersistentMemory("state", 100);
+    sandbox::freshDirectory("/tmp/quillmark");
+}
+
+std::string answers()
+{
+    std::string all;
+    for (const char* const line : {"pci list", "pci tree", "eth list", "serial list", "target",
+                                   "persist list", "irq list", "dma list"})
+        all += textOf(line);
+    return all;
+}
+
+std::string contentOfReport()
+{
+    std::string content;
+    std::FILE* const tar =
+        popen((std::string("tar -xzOf ") + kReport + "; tar -tf " + kReport).c_str(), "re");
+    for (int character = 0; tar != nullptr && (character = std::fgetc(tar)) != EOF;)
+        content += static_cast<char>(character);
+    EXPECT_EQ(0, pclose(tar));
+    return content;
+}
+
+TEST(Report, AnswersAsTheMachineDid)
+{
+    buildTarget();
+    const std::string before = answers();
+    EXPECT_THAT(before, testing::AllOf(testing::HasSubstr("Otter"),
+                                       testing::HasSubstr("igb [enx525400123456] = Hostlink")));
+    ASSERT_EQ("0", endOf(std::string("report --full --output ") + kReport));
+    for (const char* const path : {"/sys", "/dev/shm", "/usr/quillmark"})
+        sandbox::freshDirectory(path);
+    ASSERT_NE(before, answers());
+
+    const auto after = qmctl::inChild([] {  // there is no way back
+        qmctl::openReport(kReport);
+        return qmctl::Json{{"answers", answers()}, {"doctor", runQmctl("doctor").status}};
+    });
+    EXPECT_EQ(before, after.value.at("answers"));
+    EXPECT_EQ(3, after.value.at("doctor"));
+}
+
+TEST(Report, ThatIsMadeToDoHarmReachesNoFileOutside)
+{
+    sandbox::freshDirectory("/tmp/quillmark");
+    sandbox::freshDirectory("/usr/quillmark");
+    sandbox::writeFile("/usr/quillmark/victim", "untouched");
+    const std::string folder = "/tmp/quillmark/r/";
+    sandbox::writeFile(folder + "qmctl/measurements.json", "{}");
+    std::filesystem::create_symlink("/usr/quillmark/victim", folder + "trap");
+    sandbox::writeFile(folder + "trap.hex", "# binary file, bytes: 1\n00000000 58\n");
+    ASSERT_EQ(0, std::system((std::string("tar -C /tmp/quillmark -czf ") + kReport + " r").c_str()));
+    const auto open = [] {
+        qmctl::openReport(kReport);
+        return qmctl::Json();
+    };
+    EXPECT_THROW(qmctl::inChild(open), qmctl::Failure);
+    EXPECT_EQ("untouched", sandbox::readFile("/usr/quillmark/victim"));
+}
+
+TEST(Report, HoldsNoAddressAndNoBinaryUnlessAskedFor)
+{
+    buildTarget();
+    ASSERT_EQ("0", endOf(std::string("report --output ") + kReport));
+    const std::string report = contentOfReport();
+    EXPECT_EQ(std::string::npos, report.find(kMac));
+    EXPECT_EQ(std::string::npos, report.find("525400123456"));
+    EXPECT_NE(std::string::npos, report.find("enx000000000001"));
+    EXPECT_EQ(std::string::npos, report.find('\0'));
+    ASSERT_EQ("0", endOf(std::string("report --full --output ") + kReport));
+    EXPECT_NE(std::string::npos, contentOfReport().find(kMac));
+}
+
+}  // namespace

@@ -1,0 +1,210 @@
+// Each of the doctor's checks on a machine where it fails and on one where it passes.
+
+#include "doctor.hpp"
+
+#include <gmock/gmock.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <map>
+
+namespace {
+
+using namespace qmctl;
+
+/// A machine of nothing but these files.
+class FakeMachine
+{
+public:
+    using Files = std::map<std::string, std::string>;
+
+    explicit FakeMachine(const Files& files, const Measurements& measurements)
+    {
+        machine.root = mkdtemp(name_.data());
+        machine.measurements = measurements;
+        for (const auto& [path, content] : files) {
+            create_directories((machine / path).parent_path());
+            std::ofstream(machine / path) << content;
+        }
+    }
+    ~FakeMachine() { remove_all(machine.root); }
+
+    Machine machine;
+
+private:
+    std::string name_ = "/tmp/qmctl-test-XXXXXX";
+};
+
+struct World
+{
+    FakeMachine::Files files;
+    std::string finding;
+    Measurements measurements = {};
+};
+
+struct Case
+{
+    std::string check;
+    World passing;
+    World failing;
+    std::string state;
+};
+
+const std::string kRelease = "proc/sys/kernel/osrelease";
+const std::string kVersion = "proc/sys/kernel/version";
+const std::string kIdle = "sys/devices/system/cpu/cpu0/cpuidle/state1/";
+const std::string kGovernor = "/cpufreq/scaling_governor";
+const std::string kLimits = "Limit                     Soft Limit           Hard Limit           Units\n";
+const std::string kClock = "sys/devices/system/clocksource/clocksource0/current_clocksource";
+
+const std::vector<Case> kCases{
+    {"real-time kernel",
+     {{{kRelease, "6.1-rt\n"}, {kVersion, "#1 SMP PREEMPT_RT Debian\n"}}, "6.1-rt, PREEMPT_RT"},
+     {{{kRelease, "6.1\n"}, {kVersion, "#1 SMP PREEMPT_DYNAMIC\n"}}, "6.1 is no real-time kernel"},
+     "problem"},
+    {"isolated CPUs",
+     {{{"sys/devices/system/cpu/isolated", "2-3\n"}}, "isolated: 2-3"},
+     {{{"sys/devices/system/cpu/isolated", "\n"}}, "no CPU is isolated"},
+     "problem"},
+    {"throttling",
+     {{{"proc/sys/kernel/sched_rt_runtime_us", "-1\n"}}, "off"},
+     {{{"proc/sys/kernel/sched_rt_runtime_us", "950000\n"}},
+      "real-time threads get 950000 of every 1000000 us"},
+     "problem"},
+    {"locked memory",
+     {{{"proc/self/status", "CapEff:\t0000000000004000\n"}}, "unlimited (CAP_IPC_LOCK)"},
+     {{{"proc/self/status", "CapEff:\t0000000000800000\n"},
+       {"proc/self/limits",
+        kLimits + "Max locked memory         8388608              8388608              bytes\n"}},
+      "at most 8192 KiB may be locked"},
+     "problem"},
+    {"scheduling rights",
+     {{{"proc/self/limits", kLimits + "Max realtime priority     99                   99\n"}},
+      "real-time priorities are allowed"},
+     {{{"proc/self/status", "CapEff:\t0000000000004000\n"},
+       {"proc/self/limits", kLimits + "Max realtime priority     0                    0\n"}},
+      "the highest real-time priority allowed is 0"},
+     "problem"},
+    {"frequency scaling",
+     {{{"sys/devices/system/cpu/cpu0" + kGovernor, "performance\n"}}, "governor performance"},
+     {{{"sys/devices/system/cpu/cpu0" + kGovernor, "performance\n"},
+       {"sys/devices/system/cpu/cpu1" + kGovernor, "powersave\n"}},
+      "governor: cpu1 powersave"},
+     "problem"},
+    {"idle states",
+     {{{kIdle + "name", "C6\n"}, {kIdle + "latency", "133\n"}, {kIdle + "disable", "1\n"}},
+      "none that takes long to leave"},
+     {{{kIdle + "name", "C6\n"}, {kIdle + "latency", "133\n"}, {kIdle + "disable", "0\n"}},
+      "in use: C6 133 us"},
+     "problem"},
+    {"interrupt driver",
+     {{{"sys/bus/pci/drivers/uio_quillmark/bind", ""}}, "loaded"},
+     {{}, "not loaded"},
+     "problem"},
+    {"DMA manager",
+     {{{"dev/u-dma-buf-mgr", ""}}, "/dev/u-dma-buf-mgr is writable", {.dmaManagerWritable = true}},
+     {{{"dev/u-dma-buf-mgr", ""}}, "/dev/u-dma-buf-mgr is not writable"},
+     "problem"},
+    {"contiguous memory",
+     {{{"proc/meminfo", "CmaTotal:   65536 kB\nCmaFree:   60000 kB\n"}}, "60000 of 65536 KiB free"},
+     {{{"proc/meminfo", "CmaTotal:   65536 kB\nCmaFree:    1000 kB\n"}}, "1000 of 65536 KiB free"},
+     "note"},
+    {"/dev/mem",
+     {{{"dev/mem", ""},
+       {"proc/cmdline", "quiet iomem=relaxed\n"},
+       {kRelease, "6.1\n"},
+       {"boot/config-6.1", "CONFIG_IO_STRICT_DEVMEM=y\n"}},
+      "iomem=relaxed"},
+     {{{"dev/mem", ""},
+       {"proc/cmdline", "quiet\n"},
+       {kRelease, "6.1\n"},
+       {"boot/config-6.1", "CONFIG_IO_STRICT_DEVMEM=y\n"}},
+      "strict: what a driver holds cannot be mapped"},
+     "note"},
+    {"/dev/mem",
+     {{{"dev/mem", ""},
+       {kRelease, "6.1\n"},
+       {"boot/config-6.1", "CONFIG_DEVMEM=y\n"},
+       {"sys/kernel/security/lockdown", "[none] integrity\n"}},
+      "not strict"},
+     {{{"dev/mem", ""}, {"sys/kernel/security/lockdown", "none [integrity]\n"}},
+      "the kernel is locked down (integrity)"},
+     "problem"},
+    {"msr device",
+     {{{"dev/cpu/0/msr", ""}}, "/dev/cpu/0/msr is there"},
+     {{}, "/dev/cpu/0/msr is missing"},
+     "note"},
+    {"configuration",
+     {{{"usr/quillmark/sysinfo/a", ""}}, "/usr/quillmark is writable", {.configurationWritable = true}},
+     {{{"usr/quillmark/sysinfo/a", ""}}, "/usr/quillmark is not writable"},
+     "problem"},
+    {"shared memory",
+     {{}, "/dev/shm is writable", {.sharedMemoryWritable = true}},
+     {{}, "/dev/shm is not writable"},
+     "problem"},
+    {"clock source", {{{kClock, "tsc\n"}}, "tsc"}, {{{kClock, "hpet\n"}}, "hpet"}, "problem"},
+    {"counter's rate",
+     {{}, "3.301 GHz", {.counterHz = 3.301e9}},
+     {{}, "2.200 GHz instead of 3.3: qm_wait_ns(1000) lasts 1500 ns, 50 % too long", {.counterHz = 2.2e9}},
+     "problem"},
+    {"leftover buffers",
+     {{{"sys/class/u-dma-buf/somebodys/size", "1"}}, "none"},
+     {{{"sys/class/u-dma-buf/qm-udma-buf0/size", "1"}}, "1 buffer in the kernel"},
+     "note"},
+    {"leftover memory",
+     {{}, "none"},
+     {{{"dev/shm/qm_persMem_main", "x"}}, "objects of an earlier run are there"},
+     "note"},
+};
+
+Json findingOf(const std::string& check, const World& world)
+{
+    const FakeMachine fake(world.files, world.measurements);
+    for (const Json& finding : examine(fake.machine).value)
+        if (finding.at("check") == check) return finding;
+    return {};
+}
+
+class Doctor : public testing::TestWithParam<Case>
+{};
+
+TEST_P(Doctor, FindsNothingOnAMachineThatIsReady)
+{
+    const Json finding = findingOf(GetParam().check, GetParam().passing);
+    EXPECT_EQ("ok", finding.at("state"));
+    EXPECT_EQ(GetParam().passing.finding, finding.at("finding"));
+    EXPECT_EQ("", finding.at("cure"));
+}
+
+TEST_P(Doctor, TellsWhatIsWrongWhatItBreaksAndTheCure)
+{
+    const Json finding = findingOf(GetParam().check, GetParam().failing);
+    EXPECT_EQ(GetParam().state, finding.at("state"));
+    EXPECT_EQ(GetParam().failing.finding, finding.at("finding"));
+    EXPECT_NE("", finding.at("breaks"));
+    EXPECT_NE("", finding.at("cure"));
+}
+
+INSTANTIATE_TEST_SUITE_P(Checks, Doctor, testing::ValuesIn(kCases));
+
+TEST(DoctorsTable, HasACaseForEveryCheck)
+{
+    std::set<std::string> cases;
+    for (const Case& row : kCases)
+        cases.insert(row.check);
+    for (const Check& check : checks())
+        EXPECT_TRUE(cases.contains(check.name)) << check.name;
+}
+
+TEST(DoctorsTable, EndsInThreeOnlyWithAProblem)
+{
+    EXPECT_EQ(kProblems, examine(FakeMachine({}, {}).machine).status);
+    FakeMachine::Files good;
+    for (const Case& row : kCases)
+        good.insert(row.passing.files.begin(), row.passing.files.end());
+    good["proc/self/status"] = "CapEff:\t0000000000804000\n";
+    const FakeMachine ready(good, {3.3e9, true, true, true});
+    EXPECT_EQ(kDone, examine(ready.machine).status);
+}
+
+}  // namespace

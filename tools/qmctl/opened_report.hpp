@@ -1,0 +1,16 @@
+#ifndef QMCTL_OPENED_REPORT_HPP
+#define QMCTL_OPENED_REPORT_HPP
+
+#include <string>
+
+namespace qmctl {
+
+/**
+ * Makes the files of a report this process's own root: from then on the library and this tool see the machine
+ * that wrote it. The files are in memory in a mount namespace of the process's own, and gone with it.
+ */
+void openReport(const std::string& archive);
+
+}  // namespace qmctl
+
+#endif

@@ -1,0 +1,215 @@
+// qmctl persist: memory that outlives a model run. Listed and dumped from the files of shared memory, so that
+// looking changes nothing; cleared by the library.
+
+#include "ask.hpp"
+#include "child.hpp"
+#include "files.hpp"
+#include "nouns.hpp"
+#include "text.hpp"
+#include <qm/persistent_memory.h>
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+
+namespace qmctl {
+
+namespace {
+
+// The directory: its length, then entries of a name and an address. An object: fragments back to back, each
+// with a head that tells its size, its address, its first byte for users and its next free byte.
+constexpr char kDirectory[] = "/dev/shm/qm_persMem_main";
+constexpr std::size_t kListBegin = 512;
+constexpr std::size_t kEntrySize = 64;
+constexpr std::size_t kNameSize = 50;
+constexpr uint32_t kMostEntries = 1023;
+constexpr std::size_t kHeadSize = 48;
+
+template <typename T>
+T at(const std::string& bytes, std::size_t offset)
+{
+    T value{};
+    if (offset + sizeof value <= bytes.size()) std::memcpy(&value, bytes.data() + offset, sizeof value);
+    return value;
+}
+
+/// What the objects are damaged by is told as a Failure.
+Failure damaged(const std::string& what)
+{
+    return Failure(fmt::format("{} is damaged; save what is wanted of /dev/shm, then remove {} by hand", what,
+                               kDirectory));
+}
+
+std::vector<std::string> names()
+{
+    std::vector<std::string> found;
+    const auto directory = files::content(kDirectory);
+    if (!directory) return found;
+    const auto length = std::min(at<uint32_t>(*directory, 0), kMostEntries);
+    for (uint32_t i = 0; i < length; ++i) {
+        const std::size_t begin = kListBegin + i * kEntrySize;
+        if (begin + kEntrySize > directory->size()) throw damaged(kDirectory);
+        const std::string name = directory->substr(begin, kNameSize).c_str();
+        if (name.empty() || name.find('/') != std::string::npos) throw damaged(kDirectory);
+        found.push_back(name);
+    }
+    return found;
+}
+
+struct Object
+{
+    uint64_t bytes = 0;
+    unsigned fragments = 0;
+    uint64_t used = 0;
+    std::string content;  ///< what users have allocated, fragment behind fragment
+};
+
+Object read(const std::string& name)
+{
+    const auto bytes = files::content("/dev/shm/" + name);
+    if (!bytes) throw Failure(fmt::format("/dev/shm/{} cannot be read: {}", name, std::strerror(errno)));
+    Object object{bytes->size(), 0, 0, {}};
+    for (uint64_t begin = 0; begin + kHeadSize <= bytes->size(); ++object.fragments) {
+        const auto size = at<uint64_t>(*bytes, begin + 16);
+        const auto address = at<uint64_t>(*bytes, begin + 24);
+        const auto root = at<uint64_t>(*bytes, begin + 32);
+        const auto free = at<uint64_t>(*bytes, begin + 40);
+        if (size < kHeadSize || size > bytes->size() - begin || root < address || free < root ||
+            free - address > size)
+            throw damaged("/dev/shm/" + name);
+        object.content += bytes->substr(begin + (root - address), free - root);
+        begin += size;
+    }
+    object.used = object.content.size();
+    return object;
+}
+
+Json list()
+{
+    Json objects = Json::array();
+    for (const std::string& name : names()) {
+        Json row{{"name", name}};
+        try {
+            const Object object = read(name);
+            row.update({{"bytes", object.bytes},
+                        {"used", object.used},
+                        {"fragments", object.fragments},
+                        {"state", "ok"}});
+        } catch (const Failure& failure) {
+            row["state"] = failure.what();
+        }
+        objects.push_back(row);
+    }
+    return objects;
+}
+
+std::string showList(const Json& objects, const Look& look)
+{
+    return table(objects,
+                 {{"Name", "name"},
+                  {"Bytes", "bytes", false, true},
+                  {"Used", "used", false, true},
+                  {"Fragments", "fragments", false, true},
+                  {"State", "state", true}},
+                 look, "no persistent memory");
+}
+
+Outcome dump(const Arguments& arguments)
+{
+    const std::string name = arguments.text("NAME");
+    const auto all = names();
+    if (std::find(all.begin(), all.end(), name) == all.end())
+        throw Failure(fmt::format("there is no object '{}'; 'qmctl persist list' shows what there is", name));
+    const Object object = read(name);
+    Json value{{"name", name}, {"used", object.used}};
+    if (!arguments.has("--output")) {
+        std::string digits;
+        for (const char byte : object.content)
+            digits += fmt::format("{:02x}", static_cast<unsigned char>(byte));
+        value["content"] = digits;
+        return {value};
+    }
+    const std::string path = arguments.text("--output");
+    std::ofstream file(path, std::ios::binary | std::ios::trunc);
+    if (!(file << object.content << std::flush))
+        throw Failure(fmt::format("cannot write {}: {}", path, std::strerror(errno)));
+    value["done"] = fmt::format("{} bytes of {} written to {}", object.used, name, path);
+    return {value};
+}
+
+/// As "hexdump -C" shows it.
+std::string showDump(const Json& value, const Look& /*look*/)
+{
+    if (value.contains("done")) return plain(value.at("done")) + '\n';
+    constexpr std::size_t kLine = 16;
+    const std::string digits = value.at("content");
+    std::string text;
+    for (std::size_t i = 0; i < digits.size() / 2; i += kLine) {
+        std::string bytes;
+        std::string letters;
+        for (std::size_t j = i; j < std::min(i + kLine, digits.size() / 2); ++j) {
+            const std::string pair = digits.substr(2 * j, 2);
+            const int letter = std::stoi(pair, nullptr, 16);
+            bytes += pair + ' ';
+            letters += letter < 0x7F && std::isprint(letter) != 0 ? static_cast<char>(letter) : '.';
+        }
+        text += fmt::format("{:08x}  {:<48} |{}|\n", i, bytes, letters);
+    }
+    return text.empty() ? "the object is empty\n" : text;
+}
+
+Outcome clear(const Arguments& arguments)
+{
+    if (!files::present(kDirectory)) return {{{"deleted", 0}, {"done", "no persistent memory"}}};
+    const auto before = names();
+    const std::string what =
+        fmt::format("{} object{} of persistent memory", before.size(), before.size() == 1 ? "" : "s");
+    if (arguments.has("--dry-run")) return {{{"deleted", 0}, {"done", "would delete " + what}}};
+    askBefore("delete " + what, arguments);
+    const Told told = inChild([] {
+        qm_freePersistentMemory();
+        return Json();
+    });
+    if (files::present(kDirectory))
+        throw Failure(
+            fmt::format("the library cannot open the directory{}; save what is wanted of /dev/shm, then "
+                        "remove {} by hand",
+                        told.said.empty() ? "" : " (" + reasonOf(told.said, "") + ')', kDirectory));
+    return {{{"deleted", before.size()}, {"done", "deleted " + what}}};
+}
+
+std::string showDone(const Json& value, const Look& /*look*/)
+{
+    return plain(value.at("done")) + '\n';
+}
+
+}  // namespace
+
+std::vector<Command> persistCommands()
+{
+    return {{"persist",
+             "list",
+             "List the objects of persistent memory",
+             {},
+             [](const Arguments&) { return Outcome{list()}; },
+             showList},
+            {"persist",
+             "dump",
+             "Show what an object of persistent memory holds",
+             {{"NAME", Kind::text, "NAME", "As in 'qmctl persist list'"},
+              {"--output", Kind::file, "FILE", "Write the bytes to a file"}},
+             dump,
+             showDump,
+             "",
+             false},
+            {"persist", "clear", "Delete all persistent memory", deletingOptions(), clear, showDone,
+             "The next run of a model starts with fresh memory. A running model keeps what it has until it "
+             "ends.",
+             false}};
+}
+
+}  // namespace qmctl

@@ -1,0 +1,161 @@
+#include "text.hpp"
+
+#include <fmt/format.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <numeric>
+
+namespace qmctl {
+
+namespace {
+
+constexpr std::size_t kGap = 2;
+constexpr std::size_t kNarrowest = 10;  // of a column that wraps
+
+std::size_t sum(const std::vector<std::size_t>& widths)
+{
+    return std::accumulate(widths.begin(), widths.end(), kGap * (widths.size() - 1));
+}
+
+/// Takes one character at a time from the widest column that wraps, until the table fits.
+void fit(std::vector<std::size_t>& widths, const std::vector<Column>& columns, std::size_t room)
+{
+    while (sum(widths) > room) {
+        std::size_t* widest = nullptr;
+        for (std::size_t i = 0; i < widths.size(); ++i)
+            if (columns[i].wraps && (widest == nullptr || widths[i] > *widest)) widest = &widths[i];
+        if (widest == nullptr || *widest <= kNarrowest) return;
+        --*widest;
+    }
+}
+
+std::string padded(const std::string& cell, std::size_t width, bool number)
+{
+    return number ? fmt::format("{:>{}}", cell, width) : fmt::format("{:<{}}", cell, width);
+}
+
+/// One row, as many lines as its highest cell has.
+std::string tableRow(const std::vector<std::string>& cells, const std::vector<std::size_t>& widths,
+                     const std::vector<Column>& columns, const Look& look)
+{
+    std::vector<std::vector<std::string>> lines;
+    std::size_t height = 1;
+    for (std::size_t i = 0; i < cells.size(); ++i) {
+        lines.push_back(columns[i].wraps ? wrapped(cells[i], widths[i]) : std::vector{cells[i]});
+        height = std::max(height, lines.back().size());
+    }
+    std::string text;
+    for (std::size_t line = 0; line < height; ++line) {
+        std::string row;
+        for (std::size_t i = 0; i < cells.size(); ++i) {
+            const std::string cell = line < lines[i].size() ? lines[i][line] : "";
+            row += coloured(padded(cell, widths[i], columns[i].number), colourOf(cell), look);
+            row += std::string(kGap, ' ');
+        }
+        text += row.erase(row.find_last_not_of(' ') + 1) + '\n';
+    }
+    return text;
+}
+
+}  // namespace
+
+std::string plain(const Json& value)
+{
+    if (value.is_string()) return value.get<std::string>().empty() ? "-" : value.get<std::string>();
+    if (value.is_null()) return "-";
+    if (value.is_boolean()) return value.get<bool>() ? "yes" : "no";
+    if (!value.is_array()) return value.dump();
+    std::string list;
+    for (const Json& entry : value)
+        list += (list.empty() ? "" : ", ") + plain(entry);
+    return list.empty() ? "-" : list;
+}
+
+std::vector<std::string> wrapped(const std::string& text, std::size_t width)
+{
+    std::vector<std::string> lines;
+    std::string rest = text;
+    while (rest.size() > width) {
+        std::size_t cut = rest.rfind(' ', width);
+        if (cut == std::string::npos || cut == 0) cut = std::min(rest.find(' ', 1), rest.size());
+        lines.push_back(rest.substr(0, cut));
+        rest.erase(0, std::min(cut + 1, rest.size()));
+    }
+    if (!rest.empty() || lines.empty()) lines.push_back(rest);
+    return lines;
+}
+
+std::string table(const Json& rows, const std::vector<Column>& columns, const Look& look,
+                  const std::string& none)
+{
+    if (rows.empty()) return none + '\n';
+    std::vector<std::vector<std::string>> cells(1);
+    std::vector<std::size_t> widths;
+    for (const Column& column : columns) {
+        cells[0].push_back(column.title);
+        widths.push_back(column.title.size());
+    }
+    for (const Json& row : rows) {
+        std::vector<std::string> line;
+        for (const Column& column : columns)
+            line.push_back(plain(row.value(column.key, Json())));
+        for (std::size_t i = 0; i < line.size(); ++i)
+            widths[i] = std::max(widths[i], line[i].size());
+        cells.push_back(std::move(line));
+    }
+    fit(widths, columns, look.width);
+    std::string text;
+    for (const auto& line : cells)
+        text += tableRow(line, widths, columns, look);
+    return text;
+}
+
+std::string facts(const Json& object, const std::vector<Column>& labels, const Look& look)
+{
+    std::size_t width = 0;
+    for (const Column& label : labels)
+        if (object.contains(label.key)) width = std::max(width, label.title.size());
+    std::string text;
+    for (const Column& label : labels) {
+        if (!object.contains(label.key)) continue;
+        std::string before = fmt::format("{:<{}}", label.title, width + kGap);
+        const std::size_t room = std::max(look.width, width + kGap + kNarrowest) - width - kGap;
+        for (const std::string& line : wrapped(plain(object.at(label.key)), room)) {
+            text += before + line + '\n';
+            before.assign(width + kGap, ' ');
+        }
+    }
+    return text;
+}
+
+std::string coloured(const std::string& text, Colour colour, const Look& look)
+{
+    if (!look.colour || colour == Colour::none) return text;
+    static constexpr std::array codes{"0", "1", "31", "32", "33"};
+    return fmt::format("\033[{}m{}\033[0m", codes.at(static_cast<std::size_t>(colour)), text);
+}
+
+Colour colourOf(const std::string& state)
+{
+    if (state == "problem") return Colour::red;
+    if (state == "note") return Colour::yellow;
+    return state == "ok" ? Colour::green : Colour::none;
+}
+
+Look lookOfOutput()
+{
+    Look look;
+    if (isatty(STDOUT_FILENO) == 0) return look;
+    const char* const noColour = std::getenv("NO_COLOR");
+    const char* const terminal = std::getenv("TERM");
+    look.colour =
+        (noColour == nullptr || *noColour == '\0') && terminal != nullptr && std::string(terminal) != "dumb";
+    winsize size{};
+    if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col >= 40) look.width = size.ws_col;
+    return look;
+}
+
+}  // namespace qmctl

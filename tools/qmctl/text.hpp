@@ -1,0 +1,49 @@
+#ifndef QMCTL_TEXT_HPP
+#define QMCTL_TEXT_HPP
+
+#include "command.hpp"
+
+/// Values as text: aligned, wrapped, and coloured where that is wanted.
+namespace qmctl {
+
+struct Column
+{
+    std::string title;
+    std::string key;      ///< of the row's value
+    bool wraps = false;   ///< gives way when the table is too wide
+    bool number = false;  ///< aligned to the right
+};
+
+/// A value as people read it: no quotes, "yes" and "no", "-" for nothing.
+std::string plain(const Json& value);
+
+/// One line a row, or more where a column wraps; `none` when there is no row.
+std::string table(const Json& rows, const std::vector<Column>& columns, const Look& look,
+                  const std::string& none);
+
+/// "label   value" lines for what the object has of these; Column::title is the label.
+std::string facts(const Json& object, const std::vector<Column>& labels, const Look& look);
+
+/// Lines of at most `width` characters, broken at blanks; a longer word stands alone.
+std::vector<std::string> wrapped(const std::string& text, std::size_t width);
+
+enum class Colour
+{
+    none,
+    bold,
+    red,
+    green,
+    yellow
+};
+
+std::string coloured(const std::string& text, Colour colour, const Look& look);
+
+/// The colour of a word that tells a state: ok, note, problem.
+Colour colourOf(const std::string& state);
+
+/// How standard output looks: colours and its width on a terminal.
+Look lookOfOutput();
+
+}  // namespace qmctl
+
+#endif
