@@ -40,7 +40,6 @@ inline const Exception kExceptions[] = {
     {"@(Board/set properties|Axi/place)", "libqm.so:close", kEither, "closing ends a write to the kernel"},
     {"*", "*:@(close|closedir)", kSucceeds, "all is read or written by then"},
     {"@(Tagging|ModelInit|Identity|Logging)/*", "libqm.so:fclose", kSucceeds, "all is flushed by then"},
-    {"Ethernet/translate", "libqm.so:fclose", kSucceeds, "the stream has no buffer"},
     {"*", "libpci.so*", kEnds, "libpci ends the process on what it takes for an error"},
     {"@(Board/find*|Board/backup|Board/restore|Services/initialize|Identity/type|Serial/open|Ether*/*)",
      "libc.so.6:malloc", kEnds, "for libpci, which ends the process"},
@@ -75,7 +74,7 @@ inline const Exception kExceptions[] = {
     {"Services/initialize", "libqm.so:read", kEither, "a short read at the end of the file is its end"},
     {"Services/@(start|stop)", "libqm.so:@(open|write)", kEither, "the LED fails silently"},
 
-    {"Ethernet/translate", "libqm.so:@(open|setvbuf)", kSucceeds, "the folder is made; a buffer does no harm"},
+    {"Ethernet/translate", "libqm.so:open", kEither, "a folder that cannot be looked at is made"},
     {"Ethernet/translate", "libsystemd.so*", kSucceeds, "an interface that cannot be found has no name"},
     {"Ethercat/*", "libqm.so:write", kSucceeds, "what the kernel makes of it is not looked at"},
     {"Ethercat/hand over", "libqm.so:open", kEither, "binding goes on without unbinding"},
