@@ -37,6 +37,7 @@ struct Leftover
 // clang-format off
 /** The first row that fits decides. */
 inline const Exception kExceptions[] = {
+    {"*", "@(libasan|libtsan|libubsan)*", kEnds, "a sanitizer's own call"},
     {"@(Board/set properties|Axi/place)", "libqm.so:close", kEither, "closing ends a write to the kernel"},
     {"*", "*:@(close|closedir)", kSucceeds, "all is read or written by then"},
     {"@(Tagging|ModelInit|Identity|Logging)/*", "libqm.so:fclose", kSucceeds, "all is flushed by then"},
