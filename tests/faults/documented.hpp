@@ -87,6 +87,7 @@ inline const Exception kExceptions[] = {
     {"LoadedMemory/load", "libqm.so:munmap", kSucceeds, "nothing is lost but the room"},
     {"LoadedMemory/load", "libqm.so:fstat", kAny, "a file of unknown size counts as empty"},
 
+    {"Threads/create thread", "ld-linux*:calloc", kAny, "the thread's own data may find room elsewhere"},
     {"Threads/destroy thread", "ld-linux*:malloc", kEnds, "libc ends the process when it cannot cancel"},
     {"Threads/pin alone", "libqm.so:pthread_*", kSucceeds, "0 whatever comes of the last step"},
     {"Threads/pin alone", "libqm.so:sched_getaffinity", kEither, "a thread that has ended is none"},
