@@ -2,9 +2,12 @@
 
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
+#include <cstddef>
 #include <cstdlib>
 #include <mutex>
+#include <new>
 #include <string_view>
 
 namespace slrealtime {
@@ -23,7 +26,10 @@ struct Rights
 
 Rights& rights()
 {
-    static auto& instance = *new Rights;  // scopes may be opened by exit handlers
+    // Never destroyed, as scopes may be opened by exit handlers; not on the heap, as the first one may be opened
+    // when that is full.
+    alignas(Rights) static std::array<std::byte, sizeof(Rights)> place;
+    static auto& instance = *new (place.data()) Rights;
     return instance;
 }
 

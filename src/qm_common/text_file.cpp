@@ -27,6 +27,7 @@ std::optional<std::string> readWholeText(const char* path)
     ssize_t size = 0;
     while ((size = ::read(file.get(), buffer.data(), buffer.size())) > 0)
         text.append(buffer.data(), static_cast<std::size_t>(size));
+    if (size < 0) return std::nullopt;  // half a text could pass for a whole one
     return text;
 }
 

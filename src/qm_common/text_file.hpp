@@ -11,10 +11,10 @@ namespace qm {
 /// be read.
 std::optional<std::string_view> readText(const char* path, std::span<char> buffer);
 
-/// A text file as a whole; nothing when it cannot be opened.
+/// A text file as a whole; nothing and errno when it cannot be read.
 std::optional<std::string> readWholeText(const char* path);
 
-/// First line of a text file without its "\n"; nothing when the file cannot be opened.
+/// First line of a text file without its "\n"; nothing and errno when the file cannot be read.
 std::optional<std::string> readFirstLine(const char* path);
 
 /// Writes a text to a kernel attribute in one piece. False and errno when the file cannot be opened; what the

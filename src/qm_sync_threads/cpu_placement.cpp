@@ -56,8 +56,9 @@ try {
         if (std::isdigit(static_cast<unsigned char>(entry->d_name[0])) == 0) continue;
         const auto thread = static_cast<pid_t>(std::strtol(entry->d_name, nullptr, 10));
         if (thread >= 1 && thread != self) others.push_back(thread);
+        errno = 0;
     }
-    return 0;
+    return errno;  // the end of the list sets none
 } catch (const std::bad_alloc&) {
     return errno != 0 ? errno : ENOMEM;
 }

@@ -129,7 +129,10 @@ int readNumber(const qm_udmabuf_Handle& buffer, const char* attribute, const cha
     const qm::FileDescriptor file(path.data(), O_RDONLY);
     if (!file) return refuseToOpen(path.data());
     std::array<char, kAttributeSize + 1> text{};
-    (void)!::read(file.get(), text.data(), kAttributeSize);
+    if (::read(file.get(), text.data(), kAttributeSize) < 0) {
+        qm_printf(qm_error, "Failed to read %s: %s\n", path.data(), std::strerror(errno));
+        return -1;  // a board must not be given address 0
+    }
     (void)std::sscanf(text.data(), format, &number);
     return 0;
 }

@@ -149,12 +149,14 @@ bool addToList(const char* name, const ShMem& shMem)
     return true;
 }
 
-void unlink(const char* path, const char* name)
+bool unlink(const char* path, const char* name)
 {
-    if (::shm_unlink(path) == 0)
+    if (::shm_unlink(path) == 0) {
         qm_printf(qm_debug, "Unlinked persistent memory: %s\n", name);
-    else
-        qm_printf(qm_debug, "shm_unlink %s failed: %s\n", name, std::strerror(errno));
+        return true;
+    }
+    qm_printf(qm_debug, "shm_unlink %s failed: %s\n", name, std::strerror(errno));
+    return false;
 }
 
 /// Opens an object's file once more; the name may be that of another object by now.
@@ -230,11 +232,16 @@ void* enlarge(const Object& object, memDesc& last, uint32_t size)
 void unlinkAll()
 {
     const uint32_t count = std::min(*ListLength, kMaxEntries);
-    for (const listEle& element : std::span(descList, count)) {
+    const std::span elements(descList, count);
+    for (const listEle& element : elements) {
         const ObjectPath path(element.name);
-        unlink(path.c_str(), path.name());
+        (void)unlink(path.c_str(), path.name());
     }
-    unlink(mainFile_name, mainFile_name + 1);
+    if (!unlink(mainFile_name, mainFile_name + 1)) {
+        // It is found again, and must not name what is gone: no later process could open it.
+        publish(*ListLength, 0U);
+        std::ranges::fill(elements, listEle{});
+    }
     forgetObjects();
 }
 

@@ -1,0 +1,410 @@
+// What is made to fail: for each scenario a world, and calls of the library that end with the clean-up of
+// what they have made.
+
+#include "faults.hpp"
+#include "sandbox.hpp"
+#include "world.hpp"
+#include <qm.h>
+#include <simstruct.h>
+#include <slrealtime/Standalone.hpp>
+
+#include <fcntl.h>
+#include <pthread.h>
+#include <sys/mman.h>
+#include <sys/mount.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <utility>
+
+namespace qm::test {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+const fs::path kBoard = World::directory("0000:1a:1f.0");
+const fs::path kInformation = "/usr/quillmark/sysinfo";
+
+// What the calls of a scenario hand to one another. A call whose object is missing is not made.
+qm_PCIDevice device;
+qm_InterruptContext* context = nullptr;
+uint32_t saved[QM_PCI_CONFIG_SAVE_WORDS];
+void* memory = nullptr;
+uintptr_t physical = 0;
+char text[1000];
+qm_mod_info* module = nullptr;
+qm_mod_list modules = nullptr;
+IoModule ioModule(nx230, 1);
+QmError* blockError = nullptr;
+qm_AxiDevice axi;
+std::vector<std::unique_ptr<slrealtime::Worker>> workers;
+
+void emptyFiles(const std::vector<fs::path>& paths)
+{
+    for (const fs::path& path : paths)
+        sandbox::writeFile(path, "");
+}
+
+void furnishBoard()
+{
+    World world;
+    fs::create_directory("/sys/host_proc");
+    if (mount("/proc", "/sys/host_proc", nullptr, MS_BIND | MS_REC, nullptr) != 0) std::abort();
+    sandbox::freshDirectory("/proc");
+    fs::create_symlink("/sys/host_proc/self", "/proc/self");
+    sandbox::freshDirectory("/dev");
+    world.add(board(0x1234, 0x11E8).at(0x1a, 0x1f).word(4, 0x0300).bar(0, 0xF0000000, 4096));
+    world.add(board(0x8086, 0x1234).at(0, 1));
+    const fs::path driver = "/sys/bus/pci/drivers/uio_quillmark", uio = "/sys/class/uio/uio7";
+    emptyFiles({driver / "new_id", driver / "bind", "/sys/bus/pci/drivers_probe"});
+    for (const auto& [file, content] : {std::pair{kBoard / "enable", "0\n"},
+                                        {uio / "name", "edu\n"},
+                                        {uio / "device/irq", "16\n"},
+                                        {"/proc/irq/16/smp_affinity_list", "0-2\n"},
+                                        {"/proc/4711/comm", "irq/16-edu\n"},
+                                        {"/dev/uio7", "\1\1\1\1\1\1\1\1"}})
+        sandbox::writeFile(file, content);
+    device = {};
+}
+
+int findBoard(int slot)
+{
+    return qm_findPciDevice(&device, "edu", 0x1234, 0x11E8, QM_PCI_ANY_ID, QM_PCI_ANY_ID, 1, 0x1a, slot);
+}
+
+int findAnyBoard()
+{
+    uint16_t ids[] = {0x1234, 0x11E8, QM_PCI_ANY_ID};
+    return qm_findPciDeviceMultiIDs(&device, "edu", 1, ids, ids + 1, ids + 2, ids + 2, 1, 0, -1);
+}
+
+/** For the calls that follow a search. */
+void knowBoard()
+{
+    device.bus = 0x1a, device.slot = 0x1f, device.VendorId = 0x1234, device.DeviceId = 0x11E8;
+    device.BaseAddress[0] = 0xF0000000, device.Length[0] = 4096;
+}
+
+void furnishDma()
+{
+    sandbox::freshDirectory("/dev");
+    sandbox::freshDirectory("/sys");
+    emptyFiles({"/dev/u-dma-buf-mgr", "/dev/qm-udma-buf9"});
+}
+
+/** Its bytes are used, but for those of a large block, which may not be the caller's. */
+bool allocates(const char* name, uint32_t size)
+{
+    void* const block = qm_allocPersistentMemory(name, size);
+    if (block != nullptr) std::memset(block, 1, std::min(size, 100U));
+    return block != nullptr;
+}
+
+bool isFreed()
+{
+    qm_freePersistentMemory();
+    return access("/dev/shm/a", F_OK) != 0 && access("/dev/shm/b", F_OK) != 0 &&
+           access("/dev/shm/qm_persMem_main", F_OK) != 0;
+}
+
+void furnishMemory()
+{
+    sandbox::freshDirectory("/dev/shm");
+    if (fork() == 0) _exit(allocates("a", 100) && allocates("a", 70000) && allocates("b", 10) ? 0 : 1);
+    int status = 1;
+    if (wait(&status) < 0 || status != 0) std::abort();
+}
+
+void furnishModel(const char* tag)
+{
+    for (const char* const folder : {"/opt/models", "/tmp/quillmark", "/dev/shm"})
+        sandbox::freshDirectory(folder);
+    sandbox::writeFile("/opt/models/a/misc/UUID", "model a\n");
+    sandbox::writeFile("/tmp/quillmark/model_uuid", tag);
+}
+
+/** A target model: a card behind a root port. */
+World machine(unsigned slot, unsigned function, uint16_t port, uint16_t vendor, uint16_t card)
+{
+    World world;
+    world.add(board(0x8086, port).at(0, slot, function).multiFunction().bridgeTo(9, 9));
+    world.add(board(vendor, card).at(9, 0));
+    return world;
+}
+
+void furnishServices()
+{
+    (void)machine(19, 1, 0x5AD9, 0x8086, 0x157B);  // a Cube
+    sandbox::writeFile("/sys/devices/system/cpu/isolated", "2-3\n");
+    emptyFiles({"/sys/kernel/qm/rt_cpus", "/sys/kernel/qm/disable_hrtimer",
+                "/sys/firmware/acpi/interrupts/gpe0F", "/sys/devices/platform/kite/mcu/led_pulse_period"});
+    slrealtime::ModelInfo model;
+    model.tasks_.resize(1);
+    slrealtime::standalone::setModelInfo(model);
+    for (const auto& name : slrealtime::standalone::workerNames())
+        workers.push_back(slrealtime::standalone::createWorker(name));
+}
+
+template <typename Act>
+bool all(Act act)
+{
+    for (const auto& worker : workers)
+        act(*worker);
+    return true;
+}
+
+std::atomic<bool> hasBegun = false;
+
+void* runForEver(void* /*argument*/)
+{
+    for (hasBegun = true;;)
+        pthread_testcancel();  // the thread sanitizer does not get over a cancelled sleep
+}
+
+bool startsThread()
+{
+    hasBegun = false;
+    memory = qm_createThread(runForEver, nullptr);
+    while (memory != nullptr && !hasBegun) {
+    }
+    return memory != nullptr;
+}
+
+void furnishEthernet()
+{
+    World world = machine(28, 4, 0x1E18, 0x197B, 0x2368);  // a KR410
+    for (const char* const folder : {"/usr/quillmark", "/run/udev/data"})
+        sandbox::freshDirectory(folder);
+    world.add(board(0x8086, 0x15B7).at(0, 31).classCode(0x020000));
+    const fs::path port = World::directory("0000:00:1f.0"), interface = port / "net/eno1";
+    sandbox::writeFile(interface / "uevent", "INTERFACE=eno1\nIFINDEX=2\n");
+    fs::create_symlink("/sys/class/net", interface / "subsystem");
+    sandbox::writeFile("/run/udev/data/n2", "I:1\n");
+    const fs::path driver = "/sys/bus/pci/drivers/atemsys_pci";
+    emptyFiles({driver / "bind", driver / "unbind", "/sys/bus/pci/drivers_probe"});
+    fs::create_symlink(driver, port / "driver");
+}
+
+void furnishIdentity()
+{
+    (void)machine(28, 3, 0xA33B, 0x1B21, 0x1080);  // a Zenith
+    sandbox::freshDirectory(kInformation);
+    sandbox::writeFile(kInformation / "quillmark_version.txt", "1.2\n");
+    sandbox::writeFile(kInformation / "quillmark_marketingName.txt", "Zenith\n");
+    sandbox::writeFile(kInformation / "ethTranslateFile.txt", "lo:0:Hostlink;");
+}
+
+bool makesFolder()
+{
+    const fs::path path = kInformation / "new";
+    (void)rmdir(path.c_str());
+    return qm_fs_ensureDirExists(path.c_str()) == 0;
+}
+
+void furnishSerial()
+{
+    World world = machine(28, 3, 0xA33B, 0x1B21, 0x1080);  // a Zenith
+    sandbox::freshDirectory("/dev");
+    world.add(board(0x1B36, 0x0004).at(3, 0x1c));
+    const fs::path card = World::directory("0000:03:1c.0");
+    for (const auto& [path, node] : {std::pair<fs::path, std::string>{"/sys/class/tty/1", "ttyS0"},
+                                     {card / "child/S4", "ttyS4"},
+                                     {card / "child/S5", "ttyS5"}}) {
+        sandbox::writeFile(path / "uevent", "DEVNAME=" + node + "\n");
+        sandbox::writeFile(path / "port", "0x3F8\n");
+        fs::create_symlink("/sys/class/tty", path / "subsystem");
+        sandbox::writeFile("/dev/" + node, "");
+    }
+    device.bus = 3, device.slot = 0x1c;
+}
+
+bool hasErrorText()
+{
+    qmError_setPreamble(blockError, "edu", "Setup", 1);
+    qmError_setMsg(blockError, "%s", "no board");
+    return std::strcmp(qmError_getMsg(blockError), "In edu, Setup block, ID 1: no board") == 0;
+}
+
+template <typename Make, typename Delete>
+bool makes(Make make, Delete release)
+{
+    static double parameter[] = {1, 2, 7, 8};
+    static double* parameters[] = {parameter};
+    SimStruct block{};
+    block.sfcnParams.dlgParams = parameters;
+    release(make(&block, 0));
+    return true;
+}
+
+void nothing(void* /*argument*/) {}
+
+bool spawns()
+{
+    const int child = qm_spawnExecutable("/bin", "true", "a b");
+    return child > 0 && waitpid(child, nullptr, 0) == child;
+}
+
+void furnishAxi()
+{
+    for (const char* const folder : {"/sys/class", "/proc/irq", "/dev"})
+        sandbox::freshDirectory(folder);
+    const fs::path uio = "/sys/class/uio/uio1", irq = "/proc/irq/12";
+    for (const auto& [file, content] : {std::pair{fs::path("/sys/class/uio/uio0/name"), "other\n"},
+                                        {uio / "name", "fabric\n"},
+                                        {uio / "maps/map0/addr", "0xa0000"},
+                                        {uio / "maps/map0/offset", "0x0"},
+                                        {uio / "maps/map0/size", "0x1000"},
+                                        {irq / "fabric/x", ""},
+                                        {irq / "smp_affinity_list", "0-3\n"}})
+        sandbox::writeFile(file, content);
+    sandbox::sparseFile("/dev/uio1", 4096);
+    axi = {1, "/dev/uio1"};
+}
+
+// A step's name, what a failure tells of its reason, and the call: its result, or whether it succeeded.
+#define RESULT(name, reason, ...)                          \
+    Step                                                   \
+    {                                                      \
+        name, reason, []() -> long { return __VA_ARGS__; } \
+    }
+#define SUCCESS(name, reason, ...)                                   \
+    Step                                                             \
+    {                                                                \
+        name, reason, []() -> long { return (__VA_ARGS__) ? 0 : 1; } \
+    }
+#define MADE(variable, ...) ((variable) = (__VA_ARGS__)) != nullptr
+
+// clang-format off
+const std::vector<Scenario> kScenarios = {
+    {"Board", furnishBoard, {
+        RESULT("find", kNone, findBoard(-1)),
+        RESULT("find at slot", kNone, findBoard(0x1f)),
+        RESULT("find any", kNone, findAnyBoard()),
+        SUCCESS("backup", kNone, knowBoard(), qmPCI_backupPCIConfig(&device, saved), saved[0] == 0xF0000000),
+        RESULT("restore", kNone, saved[0] = 0xF0000000, qmPCI_restorePCIConfig(&device, saved), 0),
+        SUCCESS("map", kErrno | kLog, MADE(memory, qm_mapMemory(&device, 0))),
+        SUCCESS("map ports", kLogged | kLog, qm_mapIo(&device, 0) != nullptr),
+        RESULT("create context", kNegative | kText, qm_uio_createInterruptContext(&context, &device)),
+        RESULT("attach", kNegative | kText, qm_uio_interruptAttach(context)),
+        RESULT("set properties", kNone, qm_uio_setIrqProps(context)),
+        RESULT("wait", kNegative | kText, qm_uio_interruptWait(context)),
+        RESULT("enable", kNegative, qm_uio_enableInterrupt(context)),
+        RESULT("enable fix", kNegative | kText, qm_uio_interruptEnableFix(context)),
+        RESULT("detach", kNone, qm_uio_interruptDetach(context), 0),
+        RESULT("rebind", kNone, qm_pci_unbindDriver(&device) | qm_pci_bindDriver(&device, "uio_quillmark")),
+        RESULT("probe", kNone, qm_pci_probeDriver(&device)),
+        RESULT("unmap", kNone, memory == nullptr ? 0 : munmap(memory, 4096))}},
+    {"Dma", furnishDma, {
+        SUCCESS("allocate", kNone, MADE(memory, qm_allocPhysicalMemory_v2(9000, &physical)) && physical == 0x123456000),
+        RESULT("free", kLogged, qm_freePhysicalMemory(memory), 0),
+        SUCCESS("page address", kNone, qm_getPhysicalBufferAddr(text) != 0),
+        SUCCESS("allocate again", kNone, MADE(memory, qm_udmabuf_allocBuffer(8192))),
+        RESULT("free again", kErrno, memory == nullptr ? 0 : qm_udmabuf_freeBuffer(static_cast<qm_udmabuf_Handle*>(memory))),
+        RESULT("delete all", kLog, qm_udmabuf_deleteAllBuffers())}},
+    {"PersistentMemory", [] { sandbox::freshDirectory("/dev/shm"); }, {
+        SUCCESS("allocate", kLog, allocates("a", 100)),
+        SUCCESS("grow", kLog, allocates("a", 70000)),
+        SUCCESS("get", kNone, qm_getPersistentMemory("a") != nullptr),
+        SUCCESS("allocate another", kLog, allocates("b", 10)),
+        SUCCESS("free", kLog, isFreed())}},
+    {"LoadedMemory", furnishMemory, {
+        SUCCESS("load", kLog, qm_getPersistentMemory("a") != nullptr),
+        SUCCESS("get", kNone, qm_getPersistentMemory("b") != nullptr),
+        SUCCESS("grow", kLog, allocates("b", 70000))}},
+    {"ModelInit", [] { furnishModel("model a\n"); }, {
+        SUCCESS("check", kNone, qm_checkModelInit(), !qm_isModelInit()),
+        RESULT("tag", kNone, qm_tagModelRun())}},
+    {"Tagging", [] { furnishModel("model b\n"); }, {
+        RESULT("tag", kLog, qm_tagModelRun())}},
+    {"Services", furnishServices, {
+        SUCCESS("initialize", kLogged | kThrows, all([](auto& worker) { worker.initialize(); })),
+        SUCCESS("start", kLogged | kThrows, all([](auto& worker) { worker.start(); })),
+        SUCCESS("step", kLogged, all([](auto& worker) { worker.preStep(nullptr); })),
+        SUCCESS("stop", kLogged | kThrows, all([](auto& worker) { worker.stop(); })),
+        RESULT("destroy", kLogged, workers.clear(), 0)}},
+    {"Threads", [] {}, {
+        SUCCESS("create thread", kNone, startsThread()),
+        RESULT("pin alone", kNone, qm_pinThreadExclusiveCpu(1)),
+        RESULT("destroy thread", kNone, memory == nullptr ? 0 : qm_destroyThread(memory)),
+        SUCCESS("create semaphore", kErrno, MADE(memory, qm_createSemaphore(1))),
+        RESULT("release", kErrno, memory == nullptr ? 1 : qm_releaseSemaphore(memory)),
+        RESULT("wait", kErrno, memory == nullptr ? 1 : qm_waitForSemaphore(memory)),
+        RESULT("destroy semaphore", kErrno, memory == nullptr ? 1 : qm_destroySemaphore(memory)),
+        SUCCESS("create mutex", kNone, MADE(memory, qm_createMutex(false)) && qm_tryLockMutex(memory)),
+        RESULT("destroy mutex", kNone, memory == nullptr ? 1 : (qm_unlockMutex(memory), qm_destroyMutex(memory), 0)),
+        RESULT("set priority", kErrno, qm_setPidPriority(101, 60)),
+        SUCCESS("get priority", kErrno, qm_getPidPriority(101) == 50),
+        RESULT("pin", kErrno, qm_pinThisThreadToCpu(1)),
+        SUCCESS("pick", kNone, qm_pickNextAsyncCpu() >= 2)}},
+    {"Ethernet", furnishEthernet, {
+        RESULT("translate", kNone, qm_translateEthernetInterfaces())}},
+    {"Ethercat", furnishEthernet, {
+        RESULT("hand over", kNone, qm_configureEthercat(0)),
+        RESULT("take back", kNone, qm_teardownEthercat(0))}},
+    {"Identity", furnishIdentity, {
+        RESULT("host link", kNone, qm_target_getHostLinkMac(reinterpret_cast<uint8_t*>(text))),
+        RESULT("version", kNone, qm_getLibVersion(text)),
+        SUCCESS("first line", kThrows, qm_getTargetScreenLine1() == "<white>Quillmark Zenith </white>"),
+        SUCCESS("second line", kThrows, qm_getTargetScreenLine2() == "<white>1.2</white>"),
+        RESULT("model's folder", kErrno, qm_getModelBaseDir(text, sizeof text)),
+        RESULT("folder", kErrno, qm_fs_checkDir(kInformation.c_str())),
+        SUCCESS("new folder", kErrno, makesFolder()),
+        SUCCESS("type", kNone, qm_getTargetType() == Zenith),
+        SUCCESS("name", kNone, std::strstr(qm_getTargetMarketingName(), "Summit") != nullptr)}},
+    {"Serial", furnishSerial, {
+        RESULT("find", kNone, qm_findSerialDeviceByPort(0x3F8, text, sizeof text)),
+        RESULT("find on card", kNone, qm_findSerialDeviceByPci(&device, 1, text, sizeof text)),
+        SUCCESS("open", kNone, qm_serial_device_open(1) >= 0),
+        RESULT("drain", kErrno, qm_serial_device_flush(1, DrainOnly)),
+        RESULT("flush and close", kErrno, qm_serial_device_flush(1, FlushAndClose)),
+        RESULT("configure", kNone, qm_serial_device_config(1, 13, 4, Even, 2, 0)),
+        SUCCESS("open without waiting", kNone, qm_serial_port_open(1, O_RDWR) >= 0),
+        RESULT("close", kNone, qm_serial_device_close(1))}},
+    {"Registry", [] {}, {
+        SUCCESS("module", kText, MADE(module, qm_module_register(3, 2))),
+        SUCCESS("data", kErrno, module != nullptr && qm_module_alloc_custom_data(module, 8) != nullptr),
+        SUCCESS("block", kText, module != nullptr && qm_block_register(module, 2, 1) != nullptr),
+        SUCCESS("block by key", kText, module != nullptr && qm_block_register_with_uid(module, 1, 77) != nullptr),
+        SUCCESS("one", kErrno, qm_module_get(&modules, 3, 2) == 1),
+        SUCCESS("all", kErrno, std::free(std::exchange(modules, nullptr)), qm_module_get(&modules, 3, -1) == 1),
+        SUCCESS("unregister block", kNone, module != nullptr && (qm_block_unregister(module, 2, 1), true)),
+        RESULT("unregister", kNone, std::free(modules), qm_module_unregister(3, 2), 0),
+        SUCCESS("object", kLogged, IoModuleRegistry::add(&ioModule), IoModuleRegistry::find(nx230, 1) != nullptr),
+        RESULT("no object", kNone, IoModuleRegistry::remove(nx230, 1), 0)}},
+    {"Blocks", [] {}, {
+        SUCCESS("error", kThrows, MADE(blockError, qmError_new())),
+        SUCCESS("error's text", kNone, blockError != nullptr && hasErrorText()),
+        RESULT("no error", kNone, qmError_delete(blockError), 0),
+        SUCCESS("integers", kThrows, makes(qmParam_newIntVec, qmParam_deleteIntVec)),
+        SUCCESS("booleans", kThrows, makes(qmParam_newBoolVec, qmParam_deleteBoolVec)),
+        SUCCESS("doubles", kThrows, makes(qmParam_newDoubleVec, qmParam_deleteDoubleVec)),
+        SUCCESS("characters", kThrows, makes(qmParam_newCharVec, qmParam_deleteCharVec)),
+        RESULT("start callback", kThrows, qm_add_start_callback(nothing, nullptr, 1), 0),
+        RESULT("exit handler", kNone, qm_add_exit_handler(nothing, nullptr), 0),
+        RESULT("exit", kNone, qm_exit_handler(), 0)}},
+    {"Logging", [] { sandbox::freshDirectory("/var/log/slrt"); }, {
+        RESULT("line", kNone, qm_printf(qm_warning, "two\nlines %d\n", 2), 0),
+        RESULT("file", kNone, qm_log(qm_error, "a line"), 0)}},
+    {"Spawning", [] {}, {
+        SUCCESS("spawn", kLog, spawns())}},
+    {"Axi", furnishAxi, {
+        RESULT("find", kNone, qm_findAxiDevice(&axi, "fabric")),
+        SUCCESS("map", kNone, MADE(memory, qm_mapAxiBar(&axi, 0))),
+        RESULT("place", kErrno, qm_setAxiIrqAffinity("fabric", 2)),
+        RESULT("unmap", kNone, memory == nullptr ? 0 : munmap(memory, 4096))}}};
+// clang-format on
+
+}  // namespace
+
+const std::vector<Scenario>& scenarios()
+{
+    return kScenarios;
+}
+
+}  // namespace qm::test
