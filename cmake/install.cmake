@@ -26,6 +26,9 @@ if(TARGET qmctl)
     list(APPEND components tools)
     install(TARGETS qmctl RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT tools)
     set_target_properties(qmctl PROPERTIES INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
+    install(FILES "${CMAKE_BINARY_DIR}/share/man/man1/qmctl.1" DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT tools)
+    install(FILES "${CMAKE_BINARY_DIR}/share/bash-completion/completions/qmctl"
+        DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions" COMPONENT tools)
 endif()
 
 # A host platform comes with its target image.
@@ -41,6 +44,7 @@ endif()
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_COMPONENTS_ALL ${components})
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")   # each package has its own
 set(CPACK_PACKAGE_CONTACT "libqm maintainers <libqm@localhost>")
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
@@ -68,4 +72,5 @@ endif()
 qm_package(development libqm-dev libdevel "headers of libqm, for models and driver blocks" runtime)
 qm_package(tools qm-tools utils "command-line tool for the owner of a Quillmark target" runtime)
 qm_package(platform libqm-platform libs "stand-alone platform that runs models on any Linux machine")
+set(CPACK_DEBIAN_PLATFORM_PACKAGE_SUGGESTS libboost-log-dev)    # for programs that are built with its headers
 include(CPack)

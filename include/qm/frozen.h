@@ -2,12 +2,14 @@
  * @file
  * The interface of earlier releases, for generated code that was built with them. An entry's name ends in the
  * release that fixed it; it is never changed. Each does exactly what the function of today does that it
- * names: the same result, texts, log lines and errno. New code calls that function.
+ * names: the same result, texts, log lines and errno. New code calls that function. Together with the records
+ * and with pQmErrorStr, which have stayed as they were, this is all that such code needs.
  */
 #ifndef QM_FROZEN_H
 #define QM_FROZEN_H
 
 #include <qm/api.h>
+#include <qm/error.h>
 #include <qm/pci.h>
 #include <qm/registry.h>
 

@@ -1,4 +1,3 @@
-#include <qm/error.h>
 #include <qm/frozen.h>
 
 #include <sys/wait.h>
