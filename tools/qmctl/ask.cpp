@@ -21,7 +21,7 @@ void askBefore(const std::string& deed, const Arguments& arguments)
         throw usage(fmt::format("nobody can be asked whether to {}; say --yes", deed));
     (void)std::fprintf(stderr, "Really %s? [y/N] ", deed.c_str());
     std::string answer;
-    std::getline(std::cin, answer);
+    if (!std::getline(std::cin, answer)) (void)std::fputc('\n', stderr);  // ended by Ctrl-D
     if (answer != "y" && answer != "yes") throw Failure("nothing was deleted, as you said");
 }
 

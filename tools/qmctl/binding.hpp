@@ -5,8 +5,9 @@
 
 namespace qmctl {
 
-/// Refuses a network card that a route uses, unless --force was given.
-void refuseRouted(const std::string& address, const Arguments& arguments);
+/// Refuses a network card that a route uses and a storage controller with a disk in use, unless --force was
+/// given.
+void refuseInUse(const std::string& address, const Arguments& arguments);
 
 /// Asks the kernel to bind; what counts is whose the board is then.
 bool handOver(qm_PCIDevice& board, const std::string& driver);

@@ -105,7 +105,8 @@ constexpr ClassName kClassNames[] = {
     {0x0700, 0xFF00, "communication"},  {0x0800, 0xFF00, "system"},      {0x0900, 0xFF00, "input"},
     {0x0B00, 0xFF00, "processor"},      {0x0C03, 0xFFFF, "USB"},         {0x0C05, 0xFFFF, "SMBus"},
     {0x0C00, 0xFF00, "serial bus"},     {0x0D00, 0xFF00, "wireless"},    {0x1000, 0xFF00, "encryption"},
-    {0x1100, 0xFF00, "acquisition"},    {0x1200, 0xFF00, "accelerator"}, {0x0000, 0xFF00, "unclassified"},
+    {0x1100, 0xFF00, "acquisition"},    {0x1200, 0xFF00, "accelerator"}, {0x0000, 0xFF00, "other"},
+    {0xFF00, 0xFF00, "other"},
 };
 
 std::string className(uint32_t code)
@@ -182,8 +183,8 @@ void flatten(const Json& tree, Json& list)
 std::vector<Option> boardOptions()
 {
     return {{"BOARD", Kind::text, "BOARD", "VENDOR:DEVICE[:SUBVENDOR:SUBDEVICE] or BUS:SLOT, hexadecimal"},
-            {"--position", Kind::number, "N", "Which of several such boards, in order of bus and slot", "1",
-             1, 255}};
+            {"--position", Kind::whole, "N", "Which of several such boards, in order of bus and slot", "1", 1,
+             255}};
 }
 
 std::vector<Option> boardOptionsAnd(const std::vector<Option>& more)

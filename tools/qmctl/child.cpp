@@ -79,7 +79,7 @@ void collect(Pipe& words, Pipe& answer, std::string& said, std::string& found)
         told = {{"failure", error.what()}, {"status", kFailed}};
     }
     (void)std::fflush(nullptr);
-    writeAll(answer, told.dump());
+    writeAll(answer, jsonText(told));
     _exit(0);
 }
 

@@ -13,6 +13,12 @@ namespace qmctl {
 
 using Json = nlohmann::ordered_json;
 
+/// As JSON; bytes that are no UTF-8, as an argument or a file may hold, become U+FFFD.
+inline std::string jsonText(const Json& value, int indent = -1)
+{
+    return value.dump(indent, ' ', false, Json::error_handler_t::replace);
+}
+
 /// Exit statuses.
 constexpr int kDone = 0;
 constexpr int kFailed = 1;
@@ -41,7 +47,8 @@ enum class Kind
     text,
     file,
     driver,
-    number
+    number,
+    whole  ///< a number without a fraction
 };
 
 /// An option ("--name") or, without the dashes, an argument by its place.

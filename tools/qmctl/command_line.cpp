@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cmath>
 #include <memory>
 
 namespace qmctl {
@@ -20,13 +21,15 @@ std::string numberProblem(const Option& option, const std::string& text)
     double value = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
     const bool isNumber = error == std::errc() && end == text.data() + text.size();
-    if (isNumber && value >= option.least && value <= option.most) return "";
-    return fmt::format("'{}' is wrong; right is a number from {} to {}", text, option.least, option.most);
+    const bool fits = option.kind == Kind::number || value == std::trunc(value);
+    if (isNumber && fits && value >= option.least && value <= option.most) return "";
+    return fmt::format("'{}' is wrong; right is a {}number from {} to {}", text,
+                       option.kind == Kind::whole ? "whole " : "", option.least, option.most);
 }
 
 std::string problemOf(const Option& option, const std::string& text)
 {
-    if (option.kind == Kind::number) return numberProblem(option, text);
+    if (option.kind == Kind::number || option.kind == Kind::whole) return numberProblem(option, text);
     if (text.empty()) return "an empty text is wrong";
     if (option.choices.empty() || std::ranges::count(option.choices, text) > 0) return "";
     return fmt::format("'{}' is wrong; right is one of: {}", text, fmt::join(option.choices, ", "));
@@ -44,7 +47,9 @@ void addOptions(CLI::App& app, const std::vector<Option>& options, Arguments& in
         if (option.kind == Kind::flag)
             app.add_flag_callback(option.name, [take] { take("yes"); });
         else
-            app.add_option_function<std::string>(option.name, take)->required(option.isRequired());
+            app.add_option_function<std::string>(option.name, take)
+                ->required(option.isRequired())
+                ->type_name(option.meta);
     }
 }
 

@@ -11,6 +11,7 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <x86intrin.h>
@@ -104,15 +105,26 @@ std::string showFindings(const Json& findings, const Look& look)
         problems += finding.at("state") == "problem" ? 1 : 0;
         notes += finding.at("state") == "note" ? 1 : 0;
     }
-    return table(findings,
-                 {{"State", "state"},
-                  {"Check", "check"},
-                  {"Finding", "finding", true},
-                  {"What it breaks", "breaks", true},
-                  {"Cure", "cure", true}},
-                 look, "no checks") +
-           fmt::format("\n{} checks, {} problem{}, {} note{}\n", findings.size(), problems,
-                       problems == 1 ? "" : "s", notes, notes == 1 ? "" : "s");
+    std::vector<Column> columns{{"State", "state"},
+                                {"Check", "check"},
+                                {"Finding", "finding", true},
+                                {"What it breaks", "breaks", true}};
+    const Column cure{"Cure", "cure", true};
+    const Look page{look.colour, std::min(look.width, Look{}.width)};
+    std::string text;
+    if (page.width < Look{}.width) {  // a cure is to be copied: no line break within
+        Json cures = findings;
+        cures.erase(std::remove_if(cures.begin(), cures.end(),
+                                   [](const Json& finding) { return finding.at("cure") == ""; }),
+                    cures.end());
+        text = table(findings, columns, page, "no checks") + '\n' +
+               table(cures, {{"Check", "check"}, cure}, page, "nothing to cure");
+    } else {
+        columns.push_back(cure);
+        text = table(findings, columns, page, "no checks");
+    }
+    return text + fmt::format("\n{} checks, {} problem{}, {} note{}\n", findings.size(), problems,
+                              problems == 1 ? "" : "s", notes, notes == 1 ? "" : "s");
 }
 
 std::vector<Command> doctorCommands()

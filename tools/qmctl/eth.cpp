@@ -53,10 +53,18 @@ Outcome write(const Arguments& /*arguments*/)
 /// A port by its index, its interface or its label.
 Json portNamed(const std::string& text)
 {
-    const Json ports = list();
-    for (const Json& port : ports)
-        for (const char* const key : {"index", "name", "label"})
-            if (plain(port.at(key)) == text) return port;
+    Json found;
+    for (const Json& port : list())
+        for (const char* const key : {"index", "name", "label"}) {
+            if (plain(port.at(key)) != text) continue;
+            if (!found.is_null() && found != port)
+                throw Failure(
+                    fmt::format("several Ethernet ports are called '{}'; say the index of the one, as "
+                                "in 'qmctl eth list'",
+                                text));
+            found = port;
+        }
+    if (!found.is_null()) return found;
     throw Failure(fmt::format("there is no Ethernet port '{}'; 'qmctl eth list' shows what there is", text));
 }
 
@@ -87,7 +95,7 @@ Json switchEthercat(const Arguments& arguments)
     if ((before == kEthercatDriver) == on)
         return answer(fmt::format("port {} has the driver {} already", index, orNone(before)));
     if (on) requireDriver(kEthercatDriver);
-    refuseRouted(address, arguments);
+    refuseInUse(address, arguments);
     if (arguments.has("--dry-run"))
         return answer(fmt::format("would take port {} ({}) from {}", index, address, orNone(before)));
     (void)(on ? qm_configureEthercat(index) : qm_teardownEthercat(index));

@@ -12,6 +12,7 @@
 #include <cerrno>
 #include <cstring>
 #include <fstream>
+#include <optional>
 #include <regex>
 
 namespace qmctl {
@@ -19,6 +20,8 @@ namespace qmctl {
 namespace {
 
 constexpr std::array<uint32_t, 4> kWaits{100, 1000, 10'000, 100'000};  // ns
+constexpr std::size_t kBusyWaits = 2000;                               // of each length
+constexpr std::size_t kMostSamples = 20'000'000;
 constexpr char kUioDriver[] = "uio_quillmark";
 
 /// Boards whose interrupt registers are known.
@@ -44,16 +47,21 @@ std::pair<uint32_t, uint32_t> registerWrite(const Arguments& arguments, const st
     return {offset, static_cast<uint32_t>(std::stoul(parts[2], nullptr, 0))};
 }
 
-Stimulus stimulusFor(const qm_PCIDevice& board, const Arguments& arguments)
+/// What --raise and --acknowledge say; nothing without them.
+std::optional<Stimulus> stimulusFrom(const Arguments& arguments)
 {
+    if (arguments.has("--raise") != arguments.has("--acknowledge"))
+        throw usage("--raise and --acknowledge need each other");
+    if (!arguments.has("--raise")) return std::nullopt;
     Stimulus stimulus;
-    if (arguments.has("--raise") && arguments.has("--acknowledge")) {
-        stimulus.bar = static_cast<unsigned>(arguments.whole("--bar"));
-        std::tie(stimulus.raiseAt, stimulus.raiseValue) = registerWrite(arguments, "--raise");
-        std::tie(stimulus.acknowledgeAt, stimulus.acknowledgeValue) =
-            registerWrite(arguments, "--acknowledge");
-        return stimulus;
-    }
+    stimulus.bar = static_cast<unsigned>(arguments.whole("--bar"));
+    std::tie(stimulus.raiseAt, stimulus.raiseValue) = registerWrite(arguments, "--raise");
+    std::tie(stimulus.acknowledgeAt, stimulus.acknowledgeValue) = registerWrite(arguments, "--acknowledge");
+    return stimulus;
+}
+
+Stimulus knownStimulus(const qm_PCIDevice& board)
+{
     for (const KnownBoard& known : kKnownBoards)
         if (known.vendor == board.VendorId && known.device == board.DeviceId) return known.stimulus;
     throw usage(
@@ -75,6 +83,10 @@ Settings settingsFrom(const Arguments& arguments)
     settings.priority = arguments.whole("--priority");
     settings.periodNs = static_cast<int64_t>(arguments.number("--period") * 1e3);
     settings.seconds = arguments.number("--duration");
+    if (settings.samples() > kMostSamples)
+        throw usage(fmt::format(
+            "{} samples are too many; right are {} at most: a longer --period, a shorter --duration",
+            settings.samples(), kMostSamples));
     return settings;
 }
 
@@ -96,7 +108,7 @@ void addWakeUp(const Settings& settings, Json& measurements)
 void addBusyWaits(const Settings& settings, Json& measurements)
 {
     for (const uint32_t length : kWaits) {
-        Recorder times(2000);
+        Recorder times(kBusyWaits);
         measureBusyWait(settings, length, times);
         add(measurements, fmt::format("qm_wait_ns({})", length),
             fmt::format("Overshoot of qm_wait_ns({})", length), times);
@@ -105,6 +117,7 @@ void addBusyWaits(const Settings& settings, Json& measurements)
 
 void addInterrupt(const Settings& settings, const Arguments& arguments, Json& measurements)
 {
+    const std::optional<Stimulus> stimulus = stimulusFrom(arguments);
     const qm_PCIDevice board = findBoardInChild(arguments);
     const std::string address = addressOf(board);
     const std::string driver = driverOf(address);
@@ -112,18 +125,15 @@ void addInterrupt(const Settings& settings, const Arguments& arguments, Json& me
         throw Failure(fmt::format("{} belongs to the driver {}; 'qmctl pci bind {} {}' takes it over",
                                   address, driver, address, kUioDriver));
     Recorder times(settings.samples());
-    measureInterrupt(settings, board, stimulusFor(board, arguments), times);
+    measureInterrupt(settings, board, stimulus ? *stimulus : knownStimulus(board), times);
     add(measurements, "interrupt", fmt::format("Interrupt latency of {} {}", address, idsOf(board)), times);
 }
 
-void writeSvg(const Arguments& arguments, const Json& value)
+std::string picture(const Json& value)
 {
-    const std::string path = arguments.text("--svg");
-    const std::string caption = fmt::format("{}, CPU {}, priority {}", plain(value.at("kernel")),
-                                            plain(value.at("cpu")), plain(value.at("priority")));
-    std::ofstream file(path, std::ios::trunc);
-    if (!(file << svgPlot(value.at("measurements"), caption) << std::flush))
-        throw Failure(fmt::format("cannot write {}: {}", path, std::strerror(errno)));
+    return svgPlot(value.at("measurements"),
+                   fmt::format("{}, CPU {}, priority {}", plain(value.at("kernel")), plain(value.at("cpu")),
+                               plain(value.at("priority"))));
 }
 
 Outcome run(const Arguments& given, const std::string& only)
@@ -132,6 +142,10 @@ Outcome run(const Arguments& given, const std::string& only)
     if (arguments.has("--board")) arguments.set("BOARD", arguments.text("--board"));
     if (only == "interrupt" && !arguments.has("BOARD")) throw usage("--only interrupt needs --board BOARD");
     const Settings settings = settingsFrom(arguments);
+    const std::string path = arguments.text("--svg");
+    std::ofstream file;
+    if (arguments.has("--svg")) file.open(path, std::ios::trunc);  // before the long measurement
+    if (!file) throw Failure(fmt::format("cannot write {}: {}", path, std::strerror(errno)));
     Json value{{"kernel", files::firstLine("/proc/sys/kernel/osrelease").value_or("")},
                {"cpu", settings.cpu < 0 ? Json("any") : Json(settings.cpu)},
                {"priority", settings.priority},
@@ -142,7 +156,8 @@ Outcome run(const Arguments& given, const std::string& only)
     if (only == "all" || only == "busy-wait") addBusyWaits(settings, measurements);
     if (arguments.has("BOARD") && (only == "all" || only == "interrupt"))
         addInterrupt(settings, arguments, measurements);
-    if (arguments.has("--svg")) writeSvg(arguments, value);
+    if (arguments.has("--svg") && !(file << picture(value) << std::flush))
+        throw Failure(fmt::format("cannot write {}: {}", path, std::strerror(errno)));
     return {value};
 }
 
@@ -172,13 +187,13 @@ std::string show(const Json& value, const Look& look)
 
 std::vector<Option> measuringOptions()
 {
-    return {{"--cpu", Kind::number, "N", "CPU to run on (the first isolated one)", "", 0, 4095},
-            {"--priority", Kind::number, "N", "Real-time priority", "90", 1, 99},
+    return {{"--cpu", Kind::whole, "N", "CPU to run on (the first isolated one)", "", 0, 4095},
+            {"--priority", Kind::whole, "N", "Real-time priority", "90", 1, 99},
             {"--period", Kind::number, "US", "Microseconds from one sample to the next", "1000", 50, 1e6},
             {"--duration", Kind::number, "S", "Seconds that each measurement takes", "5", 0.1, 86400},
             {"--svg", Kind::file, "FILE", "Write the histograms as a picture"},
-            {"--position", Kind::number, "N", "Which of several boards with the IDs", "1", 1, 255},
-            {"--bar", Kind::number, "N", "BAR of the registers below", "0", 0, 5},
+            {"--position", Kind::whole, "N", "Which of several boards with the IDs", "1", 1, 255},
+            {"--bar", Kind::whole, "N", "BAR of the registers below", "0", 0, 5},
             {"--raise", Kind::text, "OFFSET=VALUE", "Register write that raises the interrupt"},
             {"--acknowledge", Kind::text, "OFFSET=VALUE", "Register write that takes it back"}};
 }

@@ -27,7 +27,7 @@ int run(int argc, const char* const* argv)
         openReport(request.arguments.text("--from"));
     }
     const Outcome outcome = command.run(request.arguments);
-    const bool written = print(request.arguments.has("--json") ? outcome.value.dump(2) + '\n'
+    const bool written = print(request.arguments.has("--json") ? jsonText(outcome.value, 2) + '\n'
                                                                : command.show(outcome.value, lookOfOutput()));
     if (!written) throw Failure("cannot write to standard output");
     return outcome.status;

@@ -65,10 +65,9 @@ public:
     /// Waits for the end, and tells why it came early.
     void finish(const Progress& progress)
     {
-        const int64_t begin = now();
         while (!done_) {
             sleepUntil(now() + kProgressNs);
-            progress.show(static_cast<double>(now() - begin) / 1e9);
+            progress.show();
         }
         throwProblem();
     }
@@ -164,8 +163,8 @@ bool receive(const AttachedBoard& board, const Stimulus& stimulus, std::atomic<b
 
 }  // namespace
 
-Progress::Progress(std::string name, const Recorder& recorder, double seconds)
-    : name_(std::move(name)), recorder_(recorder), seconds_(seconds), visible_(isatty(STDERR_FILENO) != 0)
+Progress::Progress(std::string name, const Recorder& recorder)
+    : name_(std::move(name)), recorder_(recorder), visible_(isatty(STDERR_FILENO) != 0)
 {}
 
 Progress::~Progress()
@@ -173,11 +172,11 @@ Progress::~Progress()
     if (visible_) (void)std::fputs("\r\033[K", stderr);
 }
 
-void Progress::show(double elapsed) const
+void Progress::show() const
 {
     if (!visible_ || recorder_.count() == 0) return;
-    (void)std::fprintf(stderr, "\r\033[K%s: %.0f of %.0f s, %zu samples, max %.1f us", name_.c_str(), elapsed,
-                       seconds_, recorder_.count(), static_cast<double>(recorder_.most()) / 1e3);
+    (void)std::fprintf(stderr, "\r\033[K%s: %zu of %zu samples, max %.1f us", name_.c_str(),
+                       recorder_.count(), recorder_.room(), static_cast<double>(recorder_.most()) / 1e3);
 }
 
 void measureWakeUp(const Settings& settings, Recorder& recorder)
@@ -191,20 +190,19 @@ void measureWakeUp(const Settings& settings, Recorder& recorder)
             due += settings.periodNs * (1 + late / settings.periodNs);  // steps that were missed are left out
         }
     });
-    thread.finish(Progress("wake-up", recorder, settings.seconds));
+    thread.finish(Progress("wake-up", recorder));
 }
 
 void measureBusyWait(const Settings& settings, uint32_t nanoseconds, Recorder& recorder)
 {
-    constexpr int kWaits = 2000;
     RealTimeThread thread(settings, [&] {
-        for (int i = 0; i < kWaits; ++i) {
+        for (std::size_t i = 0; i < recorder.room(); ++i) {
             const int64_t begin = now();
             qm_wait_ns(nanoseconds);
             recorder.record(now() - begin - nanoseconds);
         }
     });
-    thread.finish(Progress("busy wait", recorder, 1));
+    thread.finish(Progress(fmt::format("qm_wait_ns({})", nanoseconds), recorder));
 }
 
 void measureInterrupt(const Settings& settings, qm_PCIDevice board, const Stimulus& stimulus,
@@ -219,9 +217,8 @@ void measureInterrupt(const Settings& settings, qm_PCIDevice board, const Stimul
             for (std::size_t i = 0; i < settings.samples() && !lost; ++i)
                 lost = !receive(attached, stimulus, armed, raisedAt, recorder);
         });
-        const Progress progress("interrupt", recorder, settings.seconds);
-        const int64_t begin = now();
-        for (int64_t shown = begin; !thread.isDone();) {
+        const Progress progress("interrupt", recorder);
+        for (int64_t shown = now(); !thread.isDone();) {
             sleepUntil(now() + settings.periodNs);
             if (armed.exchange(false)) {
                 raisedAt = now();
@@ -229,7 +226,7 @@ void measureInterrupt(const Settings& settings, qm_PCIDevice board, const Stimul
             }
             if (now() - shown < kProgressNs) continue;
             shown = now();
-            progress.show(static_cast<double>(shown - begin) / 1e9);
+            progress.show();
         }
         thread.throwProblem();
     }

@@ -30,20 +30,19 @@ struct Stimulus
     uint32_t acknowledgeAt = 0, acknowledgeValue = 0;
 };
 
-/// Names of the measurement and of the time spent so far; on a terminal only.
+/// How far a measurement is; on a terminal only.
 class Progress
 {
 public:
-    Progress(std::string name, const Recorder& recorder, double seconds);
+    Progress(std::string name, const Recorder& recorder);
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
     ~Progress();
-    void show(double elapsed) const;
+    void show() const;
 
 private:
     std::string name_;
     const Recorder& recorder_;
-    double seconds_;
     bool visible_;
 };
 

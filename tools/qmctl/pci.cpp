@@ -17,12 +17,12 @@ std::string showList(const Json& boards, const Look& look)
                  {{"Address", "address"},
                   {"IDs", "ids"},
                   {"Pos.", "position", false, true},
-                  {"Subsystem", "subsystem"},
-                  {"Kind", "kind"},
-                  {"Interface", "interface"},
+                  {"Subsystem", "subsystem", false, false, true},
+                  {"Kind", "kind", true},
+                  {"Link", "interface", true},
                   {"Driver", "driver"},
-                  {"Devices", "devices"},
-                  {"Label", "label"}},
+                  {"Devices", "devices", true},
+                  {"Label", "label", true}},
                  look, "no PCI device");
 }
 
@@ -82,7 +82,7 @@ std::string showBoard(const Json& board, const Look& look)
     return facts(board, {{"Address", "address"}, {"IDs", "ids"}, {"Driver", "driver"}}, look) + '\n' +
            table(board.at("bars"),
                  {{"BAR", "bar", false, true},
-                  {"Kind", "kind"},
+                  {"Kind", "kind", true},
                   {"Address", "address", false, true},
                   {"Bytes", "bytes", false, true}},
                  look, "no BAR");

@@ -41,16 +41,47 @@ std::string routedInterface(const std::string& address)
     return "";
 }
 
+/// A mounted file system, a swap area or another block device (as of LVM or RAID) that lies on it.
+bool isDiskInUse(const std::string& name)
+{
+    const std::string folder = "/sys/class/block/" + name;
+    if (!files::entries(folder + "/holders").empty()) return true;
+    const std::string number = ' ' + files::firstLine(folder + "/dev").value_or("?") + ' ';
+    const std::string node = " /dev/" + name + ' ';
+    for (const std::string& line : files::lines("/proc/self/mountinfo"))
+        if (line.find(number) != std::string::npos || line.find(node) != std::string::npos) return true;
+    for (const std::string& line : files::lines("/proc/swaps"))
+        if (line.starts_with(node.substr(1))) return true;
+    return false;
+}
+
+/// The first disk or partition behind a board that is in use; empty without one.
+std::string usedDisk(const std::string& address)
+{
+    const Devices disks = devicesOfClass("block");
+    const auto own = disks.equal_range(address);
+    for (auto disk = own.first; disk != own.second; ++disk)
+        if (isDiskInUse(disk->second)) return disk->second;
+    return "";
+}
+
 }  // namespace
 
-void refuseRouted(const std::string& address, const Arguments& arguments)
+void refuseInUse(const std::string& address, const Arguments& arguments)
 {
+    if (arguments.has("--force")) return;
     const std::string name = routedInterface(address);
-    if (name.empty() || arguments.has("--force")) return;
-    throw Failure(
-        fmt::format("{} is the network card {} with an active route, perhaps yours; take the interface "
-                    "down first ('ip link set {} down'), or use --force",
-                    address, name, name));
+    if (!name.empty())
+        throw Failure(
+            fmt::format("{} is the network card {} with an active route, perhaps yours; take the interface "
+                        "down first ('ip link set {} down'), or use --force",
+                        address, name, name));
+    const std::string disk = usedDisk(address);
+    if (!disk.empty())
+        throw Failure(
+            fmt::format("{} is the controller of the disk {}, which is in use; unmount it first "
+                        "('findmnt /dev/{}'), or use --force",
+                        address, disk, disk));
 }
 
 bool handOver(qm_PCIDevice& board, const std::string& driver)
@@ -101,7 +132,7 @@ Json bind(const Arguments& arguments)
     const std::string before = driverOf(address);
     if (before == driver)
         return result(board, before, fmt::format("{} has the driver {} already", address, driver));
-    refuseRouted(address, arguments);
+    refuseInUse(address, arguments);
     if (arguments.has("--dry-run")) return dryRun(board, before, "bind " + driver + " to");
     if (handOver(board, driver))
         return result(board, before, fmt::format("{}: {} instead of {}", address, driver, orNone(before)));
@@ -117,7 +148,7 @@ Json unbind(const Arguments& arguments)
     const std::string address = addressOf(board);
     const std::string before = driverOf(address);
     if (before.empty()) return result(board, before, fmt::format("{} has no driver already", address));
-    refuseRouted(address, arguments);
+    refuseInUse(address, arguments);
     if (arguments.has("--dry-run")) return dryRun(board, before, "unbind");
     if (qm_pci_unbindDriver(&board) != 0 || !driverOf(address).empty())
         throw Failure(fmt::format("{} still has the driver {}; are you root?", address, driverOf(address)));
@@ -164,7 +195,7 @@ Command command(const char* verb, const char* text, std::vector<Option> options,
 
 std::vector<Command> pciDriverCommands()
 {
-    const Option force{"--force", Kind::flag, "", "Also a network card with an active route"};
+    const Option force{"--force", Kind::flag, "", "Also a network card or a disk that is in use"};
     auto toBind = boardOptionsAnd({force});
     toBind.insert(toBind.begin() + 1, {"DRIVER", Kind::driver, "DRIVER", "Name below /sys/bus/pci/drivers"});
     std::vector<Command> all{

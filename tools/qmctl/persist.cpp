@@ -5,6 +5,7 @@
 #include "child.hpp"
 #include "files.hpp"
 #include "nouns.hpp"
+#include "persistent_format.hpp"
 #include "text.hpp"
 #include <qm/persistent_memory.h>
 
@@ -20,22 +21,7 @@ namespace qmctl {
 
 namespace {
 
-// The directory: its length, then entries of a name and an address. An object: fragments back to back, each
-// with a head that tells its size, its address, its first byte for users and its next free byte.
-constexpr char kDirectory[] = "/dev/shm/qm_persMem_main";
-constexpr std::size_t kListBegin = 512;
-constexpr std::size_t kEntrySize = 64;
-constexpr std::size_t kNameSize = 50;
-constexpr uint32_t kMostEntries = 1023;
-constexpr std::size_t kHeadSize = 48;
-
-template <typename T>
-T at(const std::string& bytes, std::size_t offset)
-{
-    T value{};
-    if (offset + sizeof value <= bytes.size()) std::memcpy(&value, bytes.data() + offset, sizeof value);
-    return value;
-}
+using persistent::kDirectory;
 
 /// What the objects are damaged by is told as a Failure.
 Failure damaged(const std::string& what)
@@ -46,45 +32,30 @@ Failure damaged(const std::string& what)
 
 std::vector<std::string> names()
 {
-    std::vector<std::string> found;
-    const auto directory = files::content(kDirectory);
-    if (!directory) return found;
-    const auto length = std::min(at<uint32_t>(*directory, 0), kMostEntries);
-    for (uint32_t i = 0; i < length; ++i) {
-        const std::size_t begin = kListBegin + i * kEntrySize;
-        if (begin + kEntrySize > directory->size()) throw damaged(kDirectory);
-        const std::string name = directory->substr(begin, kNameSize).c_str();
-        if (name.empty() || name.find('/') != std::string::npos) throw damaged(kDirectory);
-        found.push_back(name);
-    }
-    return found;
+    const auto content = files::content(kDirectory);
+    if (!content) return {};
+    const persistent::Directory directory = persistent::directoryIn(*content);
+    if (!directory.whole) throw damaged(kDirectory);
+    return directory.names;
 }
 
 struct Object
 {
-    uint64_t bytes = 0;
-    unsigned fragments = 0;
-    uint64_t used = 0;
+    std::size_t bytes = 0;
+    std::size_t fragments = 0;
     std::string content;  ///< what users have allocated, fragment behind fragment
 };
 
 Object read(const std::string& name)
 {
-    const auto bytes = files::content("/dev/shm/" + name);
-    if (!bytes) throw Failure(fmt::format("/dev/shm/{} cannot be read: {}", name, std::strerror(errno)));
-    Object object{bytes->size(), 0, 0, {}};
-    for (uint64_t begin = 0; begin + kHeadSize <= bytes->size(); ++object.fragments) {
-        const auto size = at<uint64_t>(*bytes, begin + 16);
-        const auto address = at<uint64_t>(*bytes, begin + 24);
-        const auto root = at<uint64_t>(*bytes, begin + 32);
-        const auto free = at<uint64_t>(*bytes, begin + 40);
-        if (size < kHeadSize || size > bytes->size() - begin || root < address || free < root ||
-            free - address > size)
-            throw damaged("/dev/shm/" + name);
-        object.content += bytes->substr(begin + (root - address), free - root);
-        begin += size;
-    }
-    object.used = object.content.size();
+    const std::string path = persistent::pathOf(name);
+    const auto bytes = files::content(path);
+    if (!bytes) throw Failure(fmt::format("{} cannot be read: {}", path, std::strerror(errno)));
+    const persistent::Object found = persistent::objectIn(*bytes);
+    if (!found.whole) throw damaged(path);
+    Object object{bytes->size(), found.fragments.size(), {}};
+    for (const persistent::Fragment& fragment : found.fragments)
+        object.content += bytes->substr(fragment.usedBegin, fragment.used);
     return object;
 }
 
@@ -96,7 +67,7 @@ Json list()
         try {
             const Object object = read(name);
             row.update({{"bytes", object.bytes},
-                        {"used", object.used},
+                        {"used", object.content.size()},
                         {"fragments", object.fragments},
                         {"state", "ok"}});
         } catch (const Failure& failure) {
@@ -125,7 +96,7 @@ Outcome dump(const Arguments& arguments)
     if (std::find(all.begin(), all.end(), name) == all.end())
         throw Failure(fmt::format("there is no object '{}'; 'qmctl persist list' shows what there is", name));
     const Object object = read(name);
-    Json value{{"name", name}, {"used", object.used}};
+    Json value{{"name", name}, {"used", object.content.size()}};
     if (!arguments.has("--output")) {
         std::string digits;
         for (const char byte : object.content)
@@ -137,7 +108,7 @@ Outcome dump(const Arguments& arguments)
     std::ofstream file(path, std::ios::binary | std::ios::trunc);
     if (!(file << object.content << std::flush))
         throw Failure(fmt::format("cannot write {}: {}", path, std::strerror(errno)));
-    value["done"] = fmt::format("{} bytes of {} written to {}", object.used, name, path);
+    value["done"] = fmt::format("{} bytes of {} written to {}", object.content.size(), name, path);
     return {value};
 }
 

@@ -107,6 +107,7 @@ private:
     void countAxis()
     {
         line(kLeft, top_ + kPlotTop, kLeft, bottom(), "stroke=\"#333\"");
+        text(kLeft - 7, top_ + kPlotTop - 12, "end", 12, "samples");
         for (int decade = 0; decade <= static_cast<int>(decades_); ++decade) {
             const double count = std::pow(10.0, decade);
             const double y = bottom() - std::min(heightOf(count), kPlotHeight);
@@ -118,10 +119,13 @@ private:
     void timeAxis()
     {
         line(kLeft, bottom(), kLeft + kPlotWidth, bottom(), "stroke=\"#333\"");
-        const std::size_t every = bins_.size() / 10 + 1;
-        for (std::size_t i = 0; i < bins_.size(); i += every)
-            text(kLeft + step() * static_cast<double>(i), bottom() + 16, "middle", 11,
-                 shortTime(bins_[i].at("from")));
+        const long every = bins_.size() <= 10 ? 1 : bins_.size() <= 20 ? 2 : bins_.size() <= 50 ? 5 : 10;
+        for (std::size_t i = 0; i < bins_.size(); ++i) {
+            const double from = bins_[i].at("from");
+            if (std::lround(std::log10(from) * kBinsPerDecade) % every != 0)
+                continue;  // so 10, 100, ... are there
+            text(kLeft + step() * static_cast<double>(i), bottom() + 16, "middle", 11, shortTime(from));
+        }
         text(kLeft + kPlotWidth, bottom() + 34, "end", 12, "microseconds");
     }
 

@@ -4,6 +4,7 @@
 #include "doctor.hpp"
 #include "files.hpp"
 #include "nouns.hpp"
+#include "persistent_format.hpp"
 #include "report_tree.hpp"
 #include "text.hpp"
 
@@ -18,6 +19,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <fstream>
 
 namespace fs = std::filesystem;
 
@@ -27,10 +29,6 @@ namespace {
 
 constexpr char kFolder[] = "qmctl-report";
 constexpr std::size_t kLogLines = 200;
-constexpr std::size_t kHeadSize = 48;  // of a fragment of persistent memory
-constexpr char kPersistent[] = "/dev/shm/qm_persMem_main";
-constexpr std::size_t kDirectoryEntries = 512;
-constexpr std::size_t kEntrySize = 64;
 
 constexpr std::array kFiles{"/proc/cmdline",
                             "/proc/version",
@@ -139,26 +137,17 @@ void copyInterruptThreads(ReportTree& tree)
 /// Names and sizes of persistent memory, not what it holds.
 void copyPersistentMemory(ReportTree& tree)
 {
-    const auto directory = files::content(kPersistent);
-    if (!directory || directory->size() < kDirectoryEntries) return;
-    uint32_t count = 0;
-    std::memcpy(&count, directory->data(), sizeof count);
-    tree.copyBinary(kPersistent, {{0, kDirectoryEntries + std::min(count, 1023U) * kEntrySize}});
-    for (uint32_t i = 0; i < std::min(count, 1023U); ++i) {
-        const std::size_t entry = kDirectoryEntries + i * kEntrySize;
-        if (entry + kEntrySize > directory->size()) return;
-        const std::string name = directory->substr(entry, 50).c_str();
-        const auto object = files::content("/dev/shm/" + name);
-        if (!object || name.find('/') != std::string::npos) continue;
+    const auto content = files::content(persistent::kDirectory);
+    if (!content) return;
+    const persistent::Directory directory = persistent::directoryIn(*content);
+    tree.copyBinary(persistent::kDirectory, {{0, directory.bytes}});
+    for (const std::string& name : directory.names) {
+        const auto object = files::content(persistent::pathOf(name));
+        if (!object) continue;
         ReportTree::Ranges heads;
-        for (std::size_t begin = 0; begin + kHeadSize <= object->size();) {
-            heads.emplace_back(begin, kHeadSize);
-            uint64_t size = 0;
-            std::memcpy(&size, object->data() + begin + 16, sizeof size);
-            if (size < kHeadSize || size > object->size() - begin) break;
-            begin += size;
-        }
-        tree.copyBinary("/dev/shm/" + name, heads);
+        for (const persistent::Fragment& fragment : persistent::objectIn(*object).fragments)
+            heads.emplace_back(fragment.begin, persistent::kHeadSize);
+        tree.copyBinary(persistent::pathOf(name), heads);
     }
 }
 
@@ -200,6 +189,8 @@ Outcome run(const Arguments& arguments)
     const std::string output = arguments.has("--output") ? arguments.text("--output")
                                                          : fmt::format("qmctl-report-{:%Y%m%d-%H%M%S}.tar.gz",
                                                                        fmt::gmtime(std::time(nullptr)));
+    if (!std::ofstream(output, std::ios::app))
+        throw Failure(fmt::format("cannot write {}: {}", output, std::strerror(errno)));
     const Scratch scratch;
     ReportTree tree(scratch.path() / kFolder, full);
     tree.write("/README.txt", readMe(full));
@@ -220,8 +211,8 @@ Outcome run(const Arguments& arguments)
     copyDeviceDatabase(tree, full);
     copyInterruptThreads(tree);
     copyPersistentMemory(tree);
-    if (!runProgram(
-            {"tar", "--owner=0", "--group=0", "--sort=name", "-czf", output, "-C", scratch.path(), kFolder}))
+    if (!runProgram({"tar", "--owner=0", "--group=0", "--sort=name", "--force-local", "-czf", output, "-C",
+                     scratch.path(), kFolder}))
         throw Failure(fmt::format("tar could not write {}", output));
     return {{{"file", output}, {"bytes", fs::file_size(output)}, {"full", full}, {"root", geteuid() == 0}}};
 }

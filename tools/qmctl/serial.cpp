@@ -128,7 +128,7 @@ std::vector<Command> serialCommands()
             {"serial",
              "config",
              "Configure a serial port on board",
-             {{"PORT", Kind::number, "PORT", "Port number, 1 to 6", "", 1, kOnboardPorts},
+             {{"PORT", Kind::whole, "PORT", "Port number, 1 to 6", "", 1, kOnboardPorts},
               {"--speed", Kind::text, "BAUD", "Bits per second", "9600", 0, 0, speeds()},
               {"--data-bits", Kind::text, "N", "5 to 8", "8", 0, 0, {"5", "6", "7", "8"}},
               {"--parity",

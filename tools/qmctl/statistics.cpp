@@ -10,7 +10,6 @@ namespace qmctl {
 
 namespace {
 
-constexpr int kBinsPerDecade = 10;
 constexpr double kLeastTime = 0.1;  // us; what is less counts in the first bin
 
 double microseconds(int64_t nanoseconds)

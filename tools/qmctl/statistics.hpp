@@ -8,6 +8,8 @@
 
 namespace qmctl {
 
+constexpr int kBinsPerDecade = 10;  ///< of a histogram
+
 /// Times of one kind, in nanoseconds. Recording allocates nothing; one thread records, others may look.
 class Recorder
 {
@@ -24,6 +26,7 @@ public:
     }
 
     [[nodiscard]] std::size_t count() const { return count_.load(std::memory_order_acquire); }
+    [[nodiscard]] std::size_t room() const { return times_.size(); }
     [[nodiscard]] int64_t most() const { return most_.load(std::memory_order_relaxed); }
     [[nodiscard]] std::vector<int64_t> sorted() const;
 

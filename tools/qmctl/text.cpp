@@ -13,23 +13,56 @@ namespace qmctl {
 namespace {
 
 constexpr std::size_t kGap = 2;
-constexpr std::size_t kNarrowest = 10;  // of a column that wraps
+constexpr std::size_t kNarrowest = 10;      // of a value behind its label
+constexpr std::size_t kUnlimited = 10'000;  // what reads a pipe wants one row a line
+
+using Cells = std::vector<std::vector<std::string>>;
 
 std::size_t sum(const std::vector<std::size_t>& widths)
 {
     return std::accumulate(widths.begin(), widths.end(), kGap * (widths.size() - 1));
 }
 
-/// Takes one character at a time from the widest column that wraps, until the table fits.
-void fit(std::vector<std::size_t>& widths, const std::vector<Column>& columns, std::size_t room)
+std::size_t longestWord(const std::string& text)
 {
+    std::size_t longest = 0;
+    for (const std::string& word : wrapped(text, 1))
+        longest = std::max(longest, word.size());
+    return longest;
+}
+
+/// Widths of the columns: as wide as what they hold. Where that is too wide, the widest that wraps gives way,
+/// one character at a time, down to its longest word.
+std::vector<std::size_t> widthsOf(const Cells& cells, const std::vector<Column>& columns, std::size_t room)
+{
+    std::vector<std::size_t> widths(columns.size());
+    std::vector<std::size_t> least(columns.size());
+    for (const auto& row : cells)
+        for (std::size_t i = 0; i < row.size(); ++i) {
+            widths[i] = std::max(widths[i], row[i].size());
+            least[i] = std::max(least[i], columns[i].wraps ? longestWord(row[i]) : row[i].size());
+        }
     while (sum(widths) > room) {
         std::size_t* widest = nullptr;
         for (std::size_t i = 0; i < widths.size(); ++i)
-            if (columns[i].wraps && (widest == nullptr || widths[i] > *widest)) widest = &widths[i];
-        if (widest == nullptr || *widest <= kNarrowest) return;
+            if (widths[i] > least[i] && (widest == nullptr || widths[i] > *widest)) widest = &widths[i];
+        if (widest == nullptr) break;
         --*widest;
     }
+    return widths;
+}
+
+Cells cellsOf(const Json& rows, const std::vector<Column>& columns)
+{
+    Cells cells(1);
+    for (const Column& column : columns)
+        cells[0].push_back(column.title);
+    for (const Json& row : rows) {
+        cells.emplace_back();
+        for (const Column& column : columns)
+            cells.back().push_back(plain(row.value(column.key, Json())));
+    }
+    return cells;
 }
 
 std::string padded(const std::string& cell, std::size_t width, bool number)
@@ -67,7 +100,7 @@ std::string plain(const Json& value)
     if (value.is_string()) return value.get<std::string>().empty() ? "-" : value.get<std::string>();
     if (value.is_null()) return "-";
     if (value.is_boolean()) return value.get<bool>() ? "yes" : "no";
-    if (!value.is_array()) return value.dump();
+    if (!value.is_array()) return jsonText(value);
     std::string list;
     for (const Json& entry : value)
         list += (list.empty() ? "" : ", ") + plain(entry);
@@ -92,21 +125,14 @@ std::string table(const Json& rows, const std::vector<Column>& columns, const Lo
                   const std::string& none)
 {
     if (rows.empty()) return none + '\n';
-    std::vector<std::vector<std::string>> cells(1);
-    std::vector<std::size_t> widths;
-    for (const Column& column : columns) {
-        cells[0].push_back(column.title);
-        widths.push_back(column.title.size());
+    Cells cells = cellsOf(rows, columns);
+    std::vector<std::size_t> widths = widthsOf(cells, columns, look.width);
+    const bool hasSpare = std::ranges::any_of(columns, [](const Column& column) { return column.spare; });
+    if (sum(widths) > look.width && hasSpare) {
+        std::vector<Column> fewer = columns;
+        std::erase_if(fewer, [](const Column& column) { return column.spare; });
+        return table(rows, fewer, look, none);
     }
-    for (const Json& row : rows) {
-        std::vector<std::string> line;
-        for (const Column& column : columns)
-            line.push_back(plain(row.value(column.key, Json())));
-        for (std::size_t i = 0; i < line.size(); ++i)
-            widths[i] = std::max(widths[i], line[i].size());
-        cells.push_back(std::move(line));
-    }
-    fit(widths, columns, look.width);
     std::string text;
     for (const auto& line : cells)
         text += tableRow(line, widths, columns, look);
@@ -148,7 +174,7 @@ Colour colourOf(const std::string& state)
 Look lookOfOutput()
 {
     Look look;
-    if (isatty(STDOUT_FILENO) == 0) return look;
+    if (isatty(STDOUT_FILENO) == 0) return {false, kUnlimited};
     const char* const noColour = std::getenv("NO_COLOR");
     const char* const terminal = std::getenv("TERM");
     look.colour =

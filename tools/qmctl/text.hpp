@@ -12,6 +12,7 @@ struct Column
     std::string key;      ///< of the row's value
     bool wraps = false;   ///< gives way when the table is too wide
     bool number = false;  ///< aligned to the right
+    bool spare = false;   ///< left out when the table is too wide even so
 };
 
 /// A value as people read it: no quotes, "yes" and "no", "-" for nothing.

@@ -8,6 +8,8 @@
 #include <gmock/gmock.h>
 
 #include <cstring>
+#include <filesystem>
+#include <sstream>
 
 namespace {
 
@@ -34,10 +36,10 @@ protected:
 TEST_F(Boards, AreListedWithThePositionsThatModelsCount)
 {
     EXPECT_EQ(
-        "Address  IDs        Pos.  Subsystem  Kind         Interface  Driver  Devices  Label\n"
-        "00:03.0  1234:11e8     1  -          acquisition  PCI        -       -        -\n"
-        "00:1c.0  8086:a116     1  -          PCI bridge   PCIe2 x4   -       -        -\n"
-        "01:02.0  1234:11e8     2  -          acquisition  PCI        -       -        -\n",
+        "Address  IDs        Pos.  Subsystem  Kind         Link      Driver  Devices  Label\n"
+        "00:03.0  1234:11e8     1  -          acquisition  PCI       -       -        -\n"
+        "00:1c.0  8086:a116     1  -          PCI bridge   PCIe2 x4  -       -        -\n"
+        "01:02.0  1234:11e8     2  -          acquisition  PCI       -       -        -\n",
         textOf("pci list"));
 }
 
@@ -121,6 +123,23 @@ TEST_F(Boards, ThatTheKernelDoesNotGiveAwayAreAFailure)
               sandbox::readFile("/sys/bus/pci/drivers/edu/bind").substr(0, 12));  // but was asked
     EXPECT_EQ("0", endOf("pci bind 01:02 edu --dry-run"));
     EXPECT_EQ("0000:00:03.0", sandbox::readFile("/sys/bus/pci/drivers/edu/bind").substr(0, 12));
+}
+
+TEST_F(Boards, WhoseDisksAreInUseAreNotTakenAway)
+{
+    std::istringstream mount(sandbox::readFile("/proc/self/mountinfo"));
+    std::string number;
+    mount >> number >> number >> number;  // of a file system that is mounted
+    const std::filesystem::path disk = World::directory("0000:00:03.0") / "block/sda";
+    sandbox::writeFile(disk / "dev", number + '\n');
+    std::filesystem::create_directories("/sys/class/block");
+    std::filesystem::create_symlink(disk, "/sys/class/block/sda");
+    std::filesystem::create_symlink("/sys/bus/pci/drivers/ahci", World::directory("0000:00:03.0") / "driver");
+    EXPECT_THAT(endOf("pci unbind 00:03 --dry-run"),
+                StartsWith("1 00:03.0 is the controller of the disk sda, which is in use"));
+    EXPECT_EQ("0", endOf("pci unbind 00:03 --dry-run --force"));
+    sandbox::writeFile(disk / "dev", "259:9999\n");
+    EXPECT_EQ("0", endOf("pci unbind 00:03 --dry-run"));
 }
 
 class Persistent : public testing::Test

@@ -31,6 +31,7 @@ TEST(Child, GivesBackItsValueAndWhatItSaid)
 
 TEST(Child, ThatEndsIsAFailureWithItsLastWords)
 {
+    EXPECT_EQ("no \xEF\xBF\xBD", failureOf([]() -> Json { throw Failure("no \xFF"); }));  // no UTF-8
     EXPECT_EQ("no board", failureOf([]() -> Json { throw Failure("no board"); }));
     EXPECT_EQ("the library's process ended (exit status 1): pcilib: no access", failureOf([]() -> Json {
                   (void)std::fputs("pcilib: no access\n", stderr);

@@ -68,8 +68,10 @@ INSTANTIATE_TEST_SUITE_P(
                     Wrong{"pci list --jsn", "there is no option '--jsn'; did you mean '--json'?"},
                     Wrong{"pci list more", "'more' is one word too many; see 'qmctl pci list --help'"},
                     Wrong{"pci find", "BOARD is required; see 'qmctl pci find --help'"},
-                    Wrong{"latency --cpu one", "--cpu: 'one' is wrong; right is a number from 0 to 4095"},
-                    Wrong{"latency --priority 100", "right is a number from 1 to 99"},
+                    Wrong{"latency --cpu one",
+                          "--cpu: 'one' is wrong; right is a whole number from 0 to 4095"},
+                    Wrong{"latency --priority 100", "right is a whole number from 1 to 99"},
+                    Wrong{"pci find 00:03 --position 1.5", "right is a whole number from 1 to 255"},
                     Wrong{"latency --only some", "right is one of: all, wake-up, busy-wait, interrupt"},
                     Wrong{"target --from", "--from"}));
 
