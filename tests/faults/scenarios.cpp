@@ -200,9 +200,9 @@ void furnishIdentity()
 
 bool makesFolder()
 {
-    const fs::path path = kInformation / "new";
-    (void)rmdir(path.c_str());
-    return qm_fs_ensureDirExists(path.c_str()) == 0;
+    constexpr char path[] = "/usr/quillmark/sysinfo/new";  // nothing that allocates: that would fail, too
+    (void)rmdir(path);
+    return qm_fs_ensureDirExists(path) == 0;
 }
 
 void furnishSerial()
