@@ -40,7 +40,7 @@ inline const Exception kExceptions[] = {
     {"*", "@(libasan|libtsan|libubsan)*", kEnds, "a sanitizer's own call"},
     {"@(Board/set properties|Axi/place)", "libqm.so:close", kEither, "closing ends a write to the kernel"},
     {"*", "*:@(close|closedir)", kSucceeds, "all is read or written by then"},
-    {"@(Tagging|ModelInit|Identity|Logging)/*", "libqm.so:fclose", kSucceeds, "all is flushed by then"},
+    {"@(Tagging|ModelInit|Identity)/*", "libqm.so:fclose", kSucceeds, "all is flushed by then"},
     {"*", "libpci.so*", kEnds, "libpci ends the process on what it takes for an error"},
     {"@(Board/find*|Board/backup|Board/restore|Services/initialize|Identity/type|Serial/open|Ether*/*)",
      "libc.so.6:malloc", kEnds, "for libpci, which ends the process"},
@@ -96,9 +96,6 @@ inline const Exception kExceptions[] = {
     {"Identity/new folder", "libqm.so:open", kSucceeds, "it is made"},
     {"Identity/version", "libc.so.6:malloc", kEither, "a stream does without its buffer"},
     {"Serial/*", "libqm.so:fcntl", kSucceeds, "the port stays without waiting"},
-    {"Blocks/exit handler", "libqm.so:malloc", kEnds, "as its reference says"},
-    {"Blocks/exit handler", "libc.so.6:calloc", kSucceeds, "the handlers run when they are called for"},
-    {"Logging/*", "*", kSucceeds, "a line that cannot be logged is lost"},
     {"Axi/find", "libqm.so:read", kEither, "another device without a name"},
     {"Axi/place", "libqm.so:@(readdir|stat)", kFails, "an interrupt that cannot be looked at is not its own"},
 };

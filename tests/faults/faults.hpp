@@ -2,7 +2,6 @@
 #define QM_TEST_FAULTS_HPP
 
 #include <functional>
-#include <ostream>
 #include <string>
 #include <vector>
 
@@ -22,8 +21,7 @@ struct Call
 struct Interposer
 {
     bool armed = false;
-    bool paused = false;          // while a line is logged
-    bool logsAreCounted = false;  // for the scenario that is about them
+    bool paused = false;  // while a line is logged
     int step = 0;
     long count = 0;    // each call counts once for each of its errors
     long failAt = -1;  // -1: none
@@ -60,11 +58,6 @@ struct Scenario
     std::function<void()> furnish;  // makes the world, in a mount namespace of its own
     std::vector<Step> steps;
 };
-
-inline void PrintTo(const Scenario& scenario, std::ostream* to)
-{
-    *to << scenario.name;
-}
 
 const std::vector<Scenario>& scenarios();
 

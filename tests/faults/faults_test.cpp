@@ -157,7 +157,6 @@ void perform(const Scenario& scenario, long failAt, Report& report)
     interposer.hit = &report.hit;
     interposer.failAt = failAt;
     interposer.direct = failAt == kCount ? report.direct : nullptr;
-    interposer.logsAreCounted = std::strcmp(scenario.name, "Logging") == 0;
     interposer.count = 0;
     const std::vector<std::string> before = held();
     std::string complaint;

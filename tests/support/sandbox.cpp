@@ -10,7 +10,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
-#include <iterator>
+#include <sstream>
 #include <stdexcept>
 #include <vector>
 
@@ -122,7 +122,9 @@ std::string readFile(const fs::path& path)
 {
     std::ifstream file(path, std::ios::binary);
     if (!file) throw std::runtime_error("sandbox: cannot read " + path.string());
-    return {std::istreambuf_iterator<char>(file), {}};
+    std::ostringstream content;  // in blocks: some tests read at every instruction of a program
+    content << file.rdbuf();
+    return content.str();
 }
 
 }  // namespace qm::test::sandbox

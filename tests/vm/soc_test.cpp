@@ -42,14 +42,6 @@ TEST(UioDevice, HasItsInterruptWhereItWasAskedForUntilThatIsCpu1)
     }
 }
 
-TEST(Bitstream, IsLoadedByNoPc)
-{
-    const qm::test::LogCapture log;
-    EXPECT_EQ(-1, qm_loadOnChipBitstream("/dev/null"));
-    EXPECT_THAT(log.lines(),
-                testing::ElementsAre("error QM: SoC: Target machine does not have a System-on-Chip!"));
-}
-
 TEST(Temperature, IsRefusedAtEveryCallByAProcessorWithoutASensor)
 {
     auto* const shipped = reinterpret_cast<int (*)()>(::dlsym(RTLD_NEXT, "qm_getCpuTemperature"));

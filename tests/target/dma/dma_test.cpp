@@ -1,9 +1,7 @@
 #include "fake_kernel.hpp"
 #include "target_test.hpp"
 
-#include <sys/mman.h>
 #include <sys/mount.h>
-#include <sys/stat.h>
 
 #include <cstdio>
 #include <fstream>
@@ -67,15 +65,6 @@ protected:
     char* alloc(size_t size = 8192)
     {
         return static_cast<char*>(qm_allocPhysicalMemory_v2(size, &physical_));
-    }
-
-    /** A record that the library gives up on purpose is not a leak. */
-    char* allocForEver()
-    {
-        if (__lsan_disable != nullptr) __lsan_disable();
-        char* const buffer = alloc();
-        if (__lsan_enable != nullptr) __lsan_enable();
-        return buffer;
     }
 
     Lines commands_;                             // as they were written, one a write
@@ -147,22 +136,11 @@ TEST_F(Dma, AnUnusableBufferGivesNullAndTheReason)
     EXPECT_TRUE(fs::exists(kNode)) << "it is left to the next clearing";
 }
 
-TEST_F(Dma, ABufferThatCannotBeMappedIsMapFailed)
-{
-    afterCreate_ = [] {
-        fs::remove(kNode);
-        ASSERT_EQ(0, mkfifo(kNode.c_str(), 0600));
-    };
-    char* const buffer = allocForEver();
-    EXPECT_EQ(MAP_FAILED, buffer);
-    EXPECT_EQ(kPhysical, physical_);
-    qm_freePhysicalMemory(buffer);
-    EXPECT_THAT(log_.notes(), ElementsAre("info QM: Could not free buffer 0xffffffffffffffff."));
-}
-
 TEST_F(Dma, ABufferThatCannotBeFreedIsForgottenAndAHandleStaysTheCallers)
 {
-    char* const buffer = allocForEver();
+    if (__lsan_disable != nullptr) __lsan_disable();
+    char* const buffer = alloc();  // which the library gives up on purpose
+    if (__lsan_enable != nullptr) __lsan_enable();
     qm_udmabuf_Handle* const handle = qm_udmabuf_allocBuffer(8192);
     ASSERT_NE(nullptr, handle);
     handle->length = 0;

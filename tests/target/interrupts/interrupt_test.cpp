@@ -83,34 +83,30 @@ Obstacle unbindable(const char* name, const std::function<void()>& put, int resu
 
 INSTANTIATE_TEST_SUITE_P(
     Because, Unattachable,
-    testing::Values(
-        unbindable("TheDriverIsNotLoaded", without(kUioDriver), -ENOENT,
-                   "info QM: bindDeviceToUio: open(new_id) failed: No such file or directory"),
-        unbindable("TheIdentifiersAreRefused", answer(kNewId, -EINVAL), -EINVAL,
-                   "info QM: bindDeviceToUio: write(new_id) failed: Invalid argument (bytes=-1)"),
-        unbindable("TheIdentifiersAreCut", answer(kNewId, 5), -EIO,
-                   "info QM: bindDeviceToUio: write(new_id) failed: Input/output error (bytes=5)"),
-        unbindable(
-            "TheOtherDriverKeepsIt", [] { replaceByDirectory(kUnbind); }, -EISDIR,
-            "info QM: bindDeviceToUio: unbind existing driver failed."),
-        unbindable("TheDriverHasNoBindFile", without(kUioDriver + "bind"), -ENOENT,
-                   "info QM: bindDeviceToUio: bind to uio_quillmark failed."),
-        unbindable(
-            "TheDriverDoesNotTakeIt", [] {}, -ENOENT),
-        unbindable(
-            "NoUioDeviceIsMade", [] { std::filesystem::create_directories(kBoard + "uio/uiox"); }, -ENODEV),
-        Obstacle{"ItsNodeIsMissing", without(kNode), -ENOENT,
-                 "INT MAP -> Failed to bind UIO device: No such file or directory\n"},
-        Obstacle{"ItsNodeCannotBeOpened", [] { replaceByDirectory(kNode); }, -EISDIR,
-                 "INT MAP -> Failed to open UIO device /dev/uio7: Is a directory\n"},
-        Obstacle{"ItsConfigurationIsMissing", without(kConfig), -ENOENT,
-                 "Failed to open PCI configuration file: No such file or directory\n"},
-        Obstacle{"ItsConfigurationHasFiveBytes", [] { std::filesystem::resize_file(kConfig, 5); }, -EIO,
-                 "Failed to read upper command byte: Input/output error\n"},
-        Obstacle{"ItsConfigurationIsReadOnly", answer(kConfig, -EPERM), -EPERM,
-                 "Failed to write upper command byte: Operation not permitted\n"},
-        Obstacle{"ItsConfigurationTakesNothing", answer(kConfig, 0), -EIO,
-                 "Failed to write upper command byte: Input/output error\n"}),
+    testing::Values(unbindable("TheDriverIsNotLoaded", without(kUioDriver), -ENOENT,
+                               "info QM: bindDeviceToUio: open(new_id) failed: No such file or directory"),
+                    unbindable("TheIdentifiersAreRefused", answer(kNewId, -EINVAL), -EINVAL,
+                               "info QM: bindDeviceToUio: write(new_id) failed: Invalid argument (bytes=-1)"),
+                    unbindable(
+                        "TheOtherDriverKeepsIt", [] { replaceByDirectory(kUnbind); }, -EISDIR,
+                        "info QM: bindDeviceToUio: unbind existing driver failed."),
+                    unbindable("TheDriverHasNoBindFile", without(kUioDriver + "bind"), -ENOENT,
+                               "info QM: bindDeviceToUio: bind to uio_quillmark failed."),
+                    unbindable(
+                        "TheDriverDoesNotTakeIt", [] {}, -ENOENT),
+                    unbindable(
+                        "NoUioDeviceIsMade", [] { std::filesystem::create_directories(kBoard + "uio/uiox"); },
+                        -ENODEV),
+                    Obstacle{"ItsNodeIsMissing", without(kNode), -ENOENT,
+                             "INT MAP -> Failed to bind UIO device: No such file or directory\n"},
+                    Obstacle{"ItsNodeCannotBeOpened", [] { replaceByDirectory(kNode); }, -EISDIR,
+                             "INT MAP -> Failed to open UIO device /dev/uio7: Is a directory\n"},
+                    Obstacle{"ItsConfigurationIsMissing", without(kConfig), -ENOENT,
+                             "Failed to open PCI configuration file: No such file or directory\n"},
+                    Obstacle{"ItsConfigurationHasFiveBytes", [] { std::filesystem::resize_file(kConfig, 5); },
+                             -EIO, "Failed to read upper command byte: Input/output error\n"},
+                    Obstacle{"ItsConfigurationIsReadOnly", answer(kConfig, -EPERM), -EPERM,
+                             "Failed to write upper command byte: Operation not permitted\n"}),
     [](const auto& row) { return std::string(row.param.name); });
 
 TEST_F(InterruptTest, AWaitGivesTheKernelsCountAndNeverASuccessForLess)
@@ -156,8 +152,7 @@ TEST_F(InterruptTest, AFixThatTheDriverDoesNotTakeStaysRequested)
     EXPECT_EQ(-ENOSYS, qm_uio_interruptEnableFix(context_));
     EXPECT_STREQ("Failed to enable Quillmark interrupt fix: Function not implemented\n", pQmErrorStr);
     EXPECT_TRUE(context_->qm_int_fix.requested_by_user);
-    kernel.writes.clear();
-    kernel.answers[kNode] = [] { return kernel.writes.size() == 1 ? 4 : 2; };
+    kernel.answers[kNode] = [calls = 0]() mutable { return ++calls == 1 ? 4 : 2; };
     EXPECT_EQ(-EIO, qm_uio_interruptEnableFix(context_));
     EXPECT_STREQ("Failed to write Quillmark interrupt fix int mask: Input/output error\n", pQmErrorStr);
 }

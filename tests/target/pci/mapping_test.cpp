@@ -101,10 +101,6 @@ TEST_F(PciMapping, ABarThatCannotBeMappedGivesNullAnErrorLineAndTheKernelsErrno)
     failsWith(ENODEV, "No such device", 0);
     std::filesystem::remove(file("resource0"));
     failsWith(ENOENT, "Failed opening PCI device: No such file or directory", 0xBAD);  // though not mapped
-    record(0, 0xFEB00000, 0x1000);
-    failsWith(ENOENT, "Failed opening PCI device: No such file or directory", 0xBAD);
-    ASSERT_EQ(0, mkfifo(file("resource0").c_str(), 0600));
-    failsWith(ENODEV, "No such device", 0);
 }
 
 TEST_F(PciMapping, PortsAreRequestedAndTheirBaseIsReturnedEvenWhenRefused)

@@ -1,7 +1,6 @@
 // What a process finds in shared memory may be anything. It is used whole or not at all.
 
 #include "memory_world.hpp"
-#include "sandbox.hpp"
 #include <qm.h>
 
 #include <gmock/gmock.h>
@@ -123,9 +122,7 @@ TEST_P(Damaged, MemoryIsNotLoadedAndLeftAlone)
             EXPECT_NE(nullptr, qm_allocPersistentMemory("a", 65487));
     });
     GetParam().inflict();
-    std::vector<std::string> before;
-    for (const auto& object : sharedObjects())
-        before.push_back(object + sandbox::readFile(pathOf(object)));
+    const State before = currentState();
     run([](LogCapture& log) {
         for (int i = 0; i < 2; ++i) {
             log.clear();
@@ -142,10 +139,7 @@ TEST_P(Damaged, MemoryIsNotLoadedAndLeftAlone)
         qm_freePersistentMemory();
         EXPECT_EQ(0U, sharedMappings());
     });
-    std::vector<std::string> after;
-    for (const auto& object : sharedObjects())
-        after.push_back(object + sandbox::readFile(pathOf(object)));
-    EXPECT_TRUE(before == after) << "something has been written or unlinked";
+    EXPECT_TRUE(before == currentState()) << "something has been written or unlinked";
 }
 
 INSTANTIATE_TEST_SUITE_P(By, Damaged, testing::ValuesIn(kDamages), [](const auto& damage) {

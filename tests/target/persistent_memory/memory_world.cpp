@@ -47,6 +47,14 @@ std::string pathOf(const std::string& object)
     return "/dev/shm/" + object;
 }
 
+State currentState()
+{
+    State state;
+    for (const auto& object : sharedObjects())
+        state[object] = sandbox::readFile(pathOf(object));
+    return state;
+}
+
 size_t sharedMappings()
 {
     std::ifstream maps("/proc/self/maps");

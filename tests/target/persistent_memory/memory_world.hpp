@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -30,6 +31,10 @@ protected:
 /** Names in /dev/shm, sorted. */
 std::vector<std::string> sharedObjects();
 std::string pathOf(const std::string& object);
+
+/** Names and bytes of all objects. */
+using State = std::map<std::string, std::string>;
+State currentState();
 
 /** How many pieces of shared memory this process has mapped. */
 size_t sharedMappings();

@@ -6,7 +6,6 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sys/mman.h>
-#include <sys/mount.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -238,20 +237,6 @@ TEST_F(PersistentMemory, TakesDescriptor0ForAFailure)
         EXPECT_EQ(0U, sharedMappings());
         EXPECT_EQ(0, open("/dev/null", O_RDONLY | O_CLOEXEC)) << "and closes it";
         EXPECT_NE(nullptr, alloc("a", 10));
-    });
-}
-
-TEST_F(PersistentMemory, SaysSoWhenSharedMemoryIsFull)
-{
-    ASSERT_EQ(0, mount("tmpfs", "/dev/shm", "tmpfs", MS_REMOUNT, "size=128k"));
-    run([](LogCapture& log) {
-        int made = 0;
-        while (made < 100 && alloc("object" + std::to_string(made), 10) != nullptr)
-            ++made;
-        EXPECT_EQ(15, made) << "a page each beside the 17 of the directory";
-        EXPECT_THAT(log.lines(), Contains("debug QM: ftruncate failed: No space left on device"));
-        EXPECT_EQ(get("object0") + 10, alloc("object0", 70000));
-        EXPECT_EQ(16U, sharedObjects().size());
     });
 }
 

@@ -12,21 +12,10 @@
 #include <csignal>
 #include <cstring>
 #include <filesystem>
-#include <map>
 
 namespace qm::test {
 
 namespace {
-
-using State = std::map<std::string, std::string>;
-
-State currentState()
-{
-    State state;
-    for (const auto& object : sharedObjects())
-        state[object] = sandbox::readFile(pathOf(object));
-    return state;
-}
 
 void restore(const State& state)
 {
@@ -107,5 +96,15 @@ INSTANTIATE_TEST_SUITE_P(AName, KilledWhileItAllocates,
                          testing::Values([] { (void)qm_allocPersistentMemory("gains2", 10); }));
 INSTANTIATE_TEST_SUITE_P(AFragment, KilledWhileItAllocates,
                          testing::Values([] { (void)qm_allocPersistentMemory("gains", 90'000); }));
+
+TEST_F(MemoryWorld, AModelKilledInItsFirstAllocationLeavesRoomForTheNext)
+{
+    const auto states = statesDuring([] {}, [] { put("gains", 10, "one"); });
+    EXPECT_LT(3U, states.size());
+    for (const State& state : states) {
+        restore(state);
+        run([](LogCapture&) { EXPECT_NE(nullptr, qm_allocPersistentMemory("gains", 10)); });
+    }
+}
 
 }  // namespace qm::test

@@ -119,14 +119,6 @@ protected:
 
 }  // namespace
 
-TEST_F(RealTime, TheGuardSeesAllocationsAndSystemCalls)
-{
-    const long before = allocations;
-    const std::vector<char> text(1000, 'x');
-    EXPECT_EQ(before + 1, allocations);
-    EXPECT_THAT(systemCallsOf([] { (void)getuid(); }), ElementsAre(SYS_getuid));
-}
-
 TEST_F(RealTime, WaitingForAnInterruptIsOneReadAndEnablingItOneWrite)
 {
     Interrupt interrupt;

@@ -7,14 +7,12 @@
 #include <sched.h>
 #include <semaphore.h>
 #include <sys/resource.h>
-#include <sys/time.h>
 #include <system_error>
 #include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
 #include <climits>
-#include <csignal>
 #include <string>
 #include <utility>
 
@@ -146,19 +144,6 @@ TEST(Semaphores, FailWithOneAndErrno)
     ASSERT_EQ(0, sem_init(&semaphore, 0, INT_MAX));
     EXPECT_EQ(1, qm_releaseSemaphore(&semaphore));
     EXPECT_EQ(EOVERFLOW, errno);
-}
-
-TEST(Semaphores, AWaitEndsWithOneAtASignal)
-{
-    struct sigaction action = {};
-    action.sa_handler = [](int) {};
-    ASSERT_EQ(0, sigaction(SIGALRM, &action, nullptr));
-    constexpr itimerval again = {{0, 1000}, {0, 1000}};  // the first may come before the wait
-    ASSERT_EQ(0, setitimer(ITIMER_REAL, &again, nullptr));
-    sem_t semaphore;
-    ASSERT_EQ(0, sem_init(&semaphore, 0, 0));
-    EXPECT_EQ(1, qm_waitForSemaphore(&semaphore));
-    EXPECT_EQ(EINTR, errno);
 }
 
 TEST(Mutexes, ThatCannotBeLockedThrowTheErrorNumber)

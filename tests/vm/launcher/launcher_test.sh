@@ -124,8 +124,6 @@ complaint_in_the_kernels_log_fails_a_successful_command() { # the kernel's own, 
 # Process 1 may lose its file system before the power is off, which the kernel complains about.
 switching_off_is_not_a_result() { outcome 125 'without a result|kernel complained' sh -c 'echo o >/proc/sysrq-trigger; sleep 100'; }
 
-unusable_device_is_reported_in_qemus_words() { outcome 125 'qemu: .*no-such-device' --device no-such-device true; }
-
 interrupt_leaves_nothing() {
     run_apart --share "$scratch/tmp" sh -c 'echo running; sleep 1000'
     await grep -q running "$scratch/out"
