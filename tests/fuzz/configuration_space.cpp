@@ -6,6 +6,8 @@
 #include "world.hpp"
 #include <qm.h>
 
+#include <algorithm>
+
 namespace {
 
 using namespace qm::test;

@@ -5,7 +5,10 @@ extern "C" {
 #include <pci/pci.h>
 }
 
+#include "leftovers.hpp"
+
 #include <dlfcn.h>
+
 namespace qm::fuzz {
 
 struct LibpciError
@@ -41,12 +44,6 @@ extern "C" [[gnu::used]] inline pci_access* pci_alloc()
     access->error = &qm::fuzz::throwLibpciError;
     access->warning = qm::fuzz::ignoreWarning;
     return access;
-}
-
-/** Memory stays allocated: libpci's when it gives up, and trees of boards, which the library hands out for good. */
-extern "C" [[gnu::used]] inline int __lsan_is_turned_off()
-{
-    return 1;
 }
 
 #endif

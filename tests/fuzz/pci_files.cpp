@@ -13,6 +13,7 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size)
     using namespace qm::test;
     static World world;
     const qm::fuzz::Log log;
+    const qm::fuzz::Leftovers leftovers;
     const auto [vendor, device, classCode, irq, resource, enabled] = qm::fuzz::texts<6>(data, size);
     world.add(board(0x1234, 0x11E8).at(3, 0).bar(0, 0xFEB00000, 0x1000));
     const auto folder = World::directory("0000:03:00.0");
