@@ -15,7 +15,8 @@ using namespace qm::test;
 bool enterWorld()
 {
     World world;
-    world.add(board(0x8086, 0x3420).at(0, 28).bridgeTo(1, 1)).add(board(0x1234, 0x11E8).at(1, 0).express(2, 4));
+    world.add(board(0x8086, 0x3420).at(0, 28).bridgeTo(1, 1))
+        .add(board(0x1234, 0x11E8).at(1, 0).express(2, 4));
     return true;
 }
 

@@ -11,7 +11,8 @@
 
 int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size)
 {
-    static const std::string folder = (qm::test::sandbox::freshDirectory("/usr/quillmark"), "/usr/quillmark/sysinfo/");
+    static const std::string folder =
+        (qm::test::sandbox::freshDirectory("/usr/quillmark"), "/usr/quillmark/sysinfo/");
     const qm::fuzz::Log log;
     const qm::fuzz::Leftovers leftovers;
     auto [version, name, uuid, tag] = qm::fuzz::texts<4>(data, size);

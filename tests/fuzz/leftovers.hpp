@@ -5,7 +5,8 @@
 
 namespace qm::fuzz {
 
-/** Closes the descriptors that are opened during its life: for functions that leave a file open when they fail. */
+/** Closes the descriptors that are opened during its life: for functions that leave a file open when they
+ * fail. */
 class Leftovers
 {
 public:
@@ -20,7 +21,8 @@ private:
 
 }  // namespace qm::fuzz
 
-/** Memory stays allocated, too: of such streams, of libpci when it gives up, of the trees of boards, which are for good. */
+/** Memory stays allocated, too: of such streams, of libpci when it gives up, of the trees of boards, which
+ * are for good. */
 extern "C" [[gnu::used]] inline int __lsan_is_turned_off()
 {
     return 1;

@@ -22,8 +22,8 @@ inline void __attribute__((noreturn)) throwLibpciError(char* /*format*/, ...)
 inline void ignoreWarning(char* /*format*/, ...) {}
 
 /**
- * Calls the library while libpci reports an unreadable machine by an exception: left alone it ends the process,
- * which says nothing about the library.
+ * Calls the library while libpci reports an unreadable machine by an exception: left alone it ends the
+ * process, which says nothing about the library.
  */
 template <typename Function>
 void surviveLibpci(Function act)

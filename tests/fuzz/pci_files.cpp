@@ -2,8 +2,8 @@
 
 #include "input.hpp"
 #include "pci_errors.hpp"
-#include "world.hpp"
 #include "sandbox.hpp"
+#include "world.hpp"
 #include <qm.h>
 
 #include <sys/mman.h>

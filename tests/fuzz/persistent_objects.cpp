@@ -1,11 +1,10 @@
-// The objects of persistent memory as another process may have left them: sound ones, then damaged by the input,
-// eight bytes a damage: object and place, then a number that is added to what is there.
+// The objects of persistent memory as another process may have left them: sound ones, then damaged by the
+// input, eight bytes a damage: object and place, then a number that is added to what is there.
 
 // What the library keeps for the life of a process is reset here after each input.
+#include "input.hpp"
 #include "qm_memory_persistent/directory.cpp"
 #include "qm_memory_persistent/placement.cpp"
-
-#include "input.hpp"
 #include "sandbox.hpp"
 #include <qm/persistent_memory.h>
 
@@ -58,16 +57,17 @@ struct Damage
     int32_t more;
 };
 
-/// The fields of the directory and of its entries lie within 512 and 4 times 64 bytes, those of a fragment at its
-/// beginning.
+/// The fields of the directory and of its entries lie within 512 and 4 times 64 bytes, those of a fragment at
+/// its beginning.
 void inflict(const Damage& damage, std::map<std::string, std::string>& objects)
 {
     const auto chosen = std::next(objects.begin(), damage.object % 4);
     std::string& bytes = chosen->second;
     if ((damage.object & 0x80) != 0) return bytes.resize(damage.amount * std::size_t{4});
     const bool directory = chosen->first == "qm_persMem_main";
-    const std::size_t offset = directory ? (damage.place < 4 ? damage.place : 508 + damage.place)
-                                         : damage.place % 64 + damage.place / 64 * std::size_t{qm::persistent::kUnit};
+    const std::size_t offset =
+        directory ? (damage.place < 4 ? damage.place : 508 + damage.place)
+                  : damage.place % 64 + damage.place / 64 * std::size_t{qm::persistent::kUnit};
     const uint64_t added = static_cast<uint64_t>(int64_t{damage.more} * 65536 + damage.amount);
     uint64_t value = 0;
     if (offset + sizeof value > bytes.size()) return;

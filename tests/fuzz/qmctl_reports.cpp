@@ -12,12 +12,17 @@
 
 namespace {
 
-constexpr std::array kFiles{"/qmctl/measurements.json",     "/dev/shm/qm_persMem_main.hex", "/dev/shm/first.hex",
-                            "/proc/meminfo",                "/proc/self/limits",            "/proc/self/status",
-                            "/sys/kernel/security/lockdown", "/proc/sys/kernel/version",
+constexpr std::array kFiles{"/qmctl/measurements.json",
+                            "/dev/shm/qm_persMem_main.hex",
+                            "/dev/shm/first.hex",
+                            "/proc/meminfo",
+                            "/proc/self/limits",
+                            "/proc/self/status",
+                            "/sys/kernel/security/lockdown",
+                            "/proc/sys/kernel/version",
                             "/proc/sys/kernel/sched_rt_period_us"};
 constexpr std::size_t kOwnPlaces = 3;  // the others are looked for below a root
-constexpr const char* kRoot = "/report";
+constexpr const char* kRoot = "/qmctl/machine";
 
 void listPersistentMemory()
 {
@@ -31,7 +36,7 @@ void listPersistentMemory()
 int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size)
 {
     static const bool entered = [] {
-        for (const char* const folder : {"/qmctl", "/dev/shm", kRoot})
+        for (const char* const folder : {"/qmctl", "/dev/shm"})
             qm::test::sandbox::freshDirectory(folder);
         return true;
     }();

@@ -13,7 +13,8 @@ extern "C" int posix_spawn(pid_t* child, const char* path, const posix_spawn_fil
 {
     std::size_t count = 0;
     for (; arguments[count] != nullptr; ++count)
-        qm::fuzz::require(count == 0 || (*arguments[count] != '\0' && strchr(arguments[count], ' ') == nullptr));
+        qm::fuzz::require(count == 0 ||
+                          (*arguments[count] != '\0' && strchr(arguments[count], ' ') == nullptr));
     qm::fuzz::require(count >= 1 && count <= 19 && strlen(path) < 100 && strcmp(path, arguments[0]) == 0);
     *child = 1;
     return 0;
