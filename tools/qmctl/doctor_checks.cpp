@@ -179,7 +179,7 @@ Finding contiguousMemory(const Machine& machine)
     }
     if (total == 0) return note("none is reserved");
     const std::string text = fmt::format("{} of {} KiB free", left, total);
-    return left * 10 < total ? note(text) : ok(text);
+    return static_cast<double>(left) < static_cast<double>(total) / 10 ? note(text) : ok(text);
 }
 
 /// "[none] integrity": the word in brackets.

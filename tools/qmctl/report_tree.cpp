@@ -20,6 +20,8 @@ namespace {
 
 constexpr std::size_t kLine = 16;
 constexpr std::size_t kConfigSize = 256;  // beyond it there may be a serial number
+constexpr std::uintmax_t kLargest = 256U
+                                    << 20;  // files are read whole: a damaged size must not fill the memory
 constexpr char kBinary[] = "# binary file, bytes: ";
 
 constexpr std::array kAttributes{"vendor",
@@ -92,6 +94,9 @@ void restoreBinary(const fs::path& hex)
     std::string line;
     std::getline(lines, line);
     if (!line.starts_with(kBinary)) return;
+    const std::uintmax_t size = std::stoull(line.substr(sizeof kBinary - 1));
+    if (size > kLargest)
+        throw Failure(fmt::format("{} stands for {} bytes, more than {}", hex.string(), size, kLargest));
     const fs::path path = fs::path(hex).replace_extension();
     std::ofstream file(path, std::ios::binary);
     while (std::getline(lines, line)) {
@@ -103,9 +108,7 @@ void restoreBinary(const fs::path& hex)
             file.put(static_cast<char>(std::stoi(word, nullptr, 16)));
     }
     file.close();
-    std::ifstream again(hex);
-    std::getline(again, line);
-    fs::resize_file(path, std::stoull(line.substr(sizeof kBinary - 1)));
+    fs::resize_file(path, size);
 }
 
 }  // namespace

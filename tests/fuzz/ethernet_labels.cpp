@@ -1,0 +1,18 @@
+// The file of Ethernet labels, as read for the host link's address.
+
+#include "input.hpp"
+#include "sandbox.hpp"
+#include <qm/host_link.h>
+
+#include <vector>
+
+int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size)
+{
+    static const bool world = (qm::test::sandbox::freshDirectory("/usr/quillmark"), true);
+    const qm::fuzz::Log log;
+    const auto [labels] = qm::fuzz::texts<1>(data, size);
+    if (world) qm::test::sandbox::writeFile("/usr/quillmark/sysinfo/ethTranslateFile.txt", labels);
+    std::vector<uint8_t> address(8);  // of its own, so that a byte too many is seen
+    (void)qm_target_getHostLinkMac(address.data());
+    return 0;
+}
