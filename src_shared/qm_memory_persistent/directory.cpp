@@ -134,6 +134,8 @@ MainObject* openMain()
 bool addToList(const char* name, const ShMem& shMem)
 {
     const uint32_t entry = *ListLength;
+    // What damage has left in an unused slot would lengthen the name.
+    if (entry < kMaxEntries) descList[entry] = {};
     // Deliberate: each failure counts; but never so many that the list looks empty again.
     if (entry < UINT32_MAX) publish(*ListLength, entry + 1);
     if (entry >= kMaxEntries) {
