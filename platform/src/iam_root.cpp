@@ -26,8 +26,8 @@ struct Rights
 
 Rights& rights()
 {
-    // Never destroyed, as scopes may be opened by exit handlers; not on the heap, as the first one may be opened
-    // when that is full.
+    // Never destroyed, as scopes may be opened by exit handlers; not on the heap, as the first one may be
+    // opened when that is full.
     alignas(Rights) static std::array<std::byte, sizeof(Rights)> place;
     static auto& instance = *new (place.data()) Rights;
     return instance;
