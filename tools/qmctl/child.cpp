@@ -143,6 +143,7 @@ bool runProgram(const std::vector<std::string>& command, int input)
 {
     std::vector<std::string> words = command;
     std::vector<char*> arguments;
+    arguments.reserve(words.size() + 1);
     for (std::string& word : words)
         arguments.push_back(word.data());
     arguments.push_back(nullptr);

@@ -114,9 +114,10 @@ std::string showFindings(const Json& findings, const Look& look)
     std::string text;
     if (page.width < Look{}.width) {  // a cure is to be copied: no line break within
         Json cures = findings;
-        cures.erase(std::remove_if(cures.begin(), cures.end(),
-                                   [](const Json& finding) { return finding.at("cure") == ""; }),
-                    cures.end());
+        cures.erase(
+            std::remove_if(cures.begin(), cures.end(),
+                           [](const Json& finding) { return finding.at("cure").get<std::string>().empty(); }),
+            cures.end());
         text = table(findings, columns, page, "no checks") + '\n' +
                table(cures, {{"Check", "check"}, cure}, page, "nothing to cure");
     } else {

@@ -125,7 +125,7 @@ std::vector<std::string> matches(const std::string& pattern)
 
 fs::path ReportTree::placeOf(const fs::path& path)
 {
-    const fs::path place = root_ / redact_(path.relative_path().string());
+    fs::path place = root_ / redact_(path.relative_path().string());
     fs::create_directories(place.parent_path());
     return place;
 }
