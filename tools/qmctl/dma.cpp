@@ -70,11 +70,6 @@ Outcome clear(const Arguments& arguments)
     return {{{"deleted", before}, {"done", fmt::format("deleted {}", number(before))}}};
 }
 
-std::string showDone(const Json& value, const Look& /*look*/)
-{
-    return plain(value.at("done")) + '\n';
-}
-
 }  // namespace
 
 std::vector<Command> dmaCommands()

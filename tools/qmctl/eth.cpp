@@ -137,7 +137,7 @@ std::vector<Command> ethCommands()
              [](const Arguments& arguments) {
                  return Outcome{inChild([&] { return switchEthercat(arguments); }).value};
              },
-             [](const Json& value, const Look&) { return plain(value.at("done")) + '\n'; },
+             showDone,
              "The EtherCAT master's driver is atemsys_pci. When it does not take the port, the old driver "
              "gets it "
              "back.",

@@ -124,7 +124,7 @@ Outcome run(const Arguments& arguments)
 
 std::string show(const Json& value, const Look& look)
 {
-    if (value.contains("done")) return plain(value.at("done")) + '\n';
+    if (value.contains("done")) return showDone(value, look);
     std::string text = facts(value, {{"Address", "address"}, {"IDs", "ids"}}, look) + '\n';
     for (const Json& line : value.at("header"))
         text += plain(line) + '\n';

@@ -179,16 +179,11 @@ Outcome inOwnProcess(const Arguments& arguments)
     return {inChild([&] { return act(arguments); }).value};
 }
 
-std::string show(const Json& value, const Look& /*look*/)
-{
-    return plain(value.at("done")) + '\n';
-}
-
 Command command(const char* verb, const char* text, std::vector<Option> options,
                 Outcome (*run)(const Arguments&))
 {
     options.push_back({"--dry-run", Kind::flag, "", "Only say what would be done"});
-    return {"pci", verb, text, std::move(options), run, show, "", false};
+    return {"pci", verb, text, std::move(options), run, showDone, "", false};
 }
 
 }  // namespace

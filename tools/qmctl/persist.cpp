@@ -113,9 +113,9 @@ Outcome dump(const Arguments& arguments)
 }
 
 /// As "hexdump -C" shows it.
-std::string showDump(const Json& value, const Look& /*look*/)
+std::string showDump(const Json& value, const Look& look)
 {
-    if (value.contains("done")) return plain(value.at("done")) + '\n';
+    if (value.contains("done")) return showDone(value, look);
     constexpr std::size_t kLine = 16;
     const std::string digits = value.at("content");
     std::string text;
@@ -151,11 +151,6 @@ Outcome clear(const Arguments& arguments)
                         "remove {} by hand",
                         told.said.empty() ? "" : " (" + reasonOf(told.said, "") + ')', kDirectory));
     return {{{"deleted", before.size()}, {"done", "deleted " + what}}};
-}
-
-std::string showDone(const Json& value, const Look& /*look*/)
-{
-    return plain(value.at("done")) + '\n';
 }
 
 }  // namespace

@@ -142,7 +142,7 @@ std::vector<Command> serialCommands()
               {"--stop-bits", Kind::text, "N", "1 or 2", "1", 0, 0, {"1", "2"}},
               {"--flow-control", Kind::flag, "", "RTS/CTS; else the modem's lines are ignored"}},
              configure,
-             [](const Json& value, const Look&) { return plain(value.at("done")) + '\n'; },
+             showDone,
              "",
              false}};
 }

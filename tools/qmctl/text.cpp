@@ -107,6 +107,11 @@ std::string plain(const Json& value)
     return list.empty() ? "-" : list;
 }
 
+std::string showDone(const Json& value, const Look& /*look*/)
+{
+    return plain(value.at("done")) + '\n';
+}
+
 std::vector<std::string> wrapped(const std::string& text, std::size_t width)
 {
     std::vector<std::string> lines;

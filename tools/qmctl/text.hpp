@@ -25,6 +25,9 @@ std::string table(const Json& rows, const std::vector<Column>& columns, const Lo
 /// "label   value" lines for what the object has of these; Column::title is the label.
 std::string facts(const Json& object, const std::vector<Column>& labels, const Look& look);
 
+/// What a command has done, in the words that it gave as "done".
+std::string showDone(const Json& value, const Look& look);
+
 /// Lines of at most `width` characters, broken at blanks; a longer word stands alone.
 std::vector<std::string> wrapped(const std::string& text, std::size_t width);
 

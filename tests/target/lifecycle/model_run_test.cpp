@@ -61,17 +61,10 @@ TEST_F(ModelRun, KeepsPersistentMemoryUntilAnotherModelIsLoaded)
     EXPECT_EQ("first load\n" + kReplaced, run("a", "init state remember"));
     EXPECT_EQ("uuid a\n", sandbox::readFile(kTag));
     install("a", "uuid a\nbuilt tomorrow\n");
-    EXPECT_EQ(
-        "no first load\n"
-        "debug QM: Tag model run: Found existing checksum file\n"
-        "debug QM: Tag model run: Existing checksum file matches\n",
-        run("a", "check state"));
+    EXPECT_EQ("no first load\n" + kFound + "debug QM: Tag model run: Existing checksum file matches\n",
+              run("a", "check state"));
     EXPECT_TRUE(fs::exists(kNote));
-    EXPECT_EQ(
-        "first load\n"
-        "debug QM: Tag model run: Found existing checksum file\n"
-        "debug QM: Tag model run: Checksum mismatch. Replacing checksum\n",
-        run("b", "check state"));
+    EXPECT_EQ("first load\n" + kFound + kMismatch, run("b", "check state"));
     EXPECT_FALSE(fs::exists(kNote));
     EXPECT_EQ("uuid b\n", sandbox::readFile(kTag));
 }
