@@ -185,5 +185,13 @@ int main()
     }
     for (const SizeTable* table : {&first, &atSlot, &later, &tree, &buses})
         table->print();
-    return 0;
+    return printLimits({
+        {"the first search among 256 functions, of libpciaccess's", first.at(0, 256) / first.at(3, 256), 2.5},
+        {"the first search among 256 functions, of `lspci -n`", first.at(0, 256) / first.at(5, 256), 1.0},
+        {"a search at a slot among 256 functions, of libpciaccess's", atSlot.at(0, 256) / atSlot.at(3, 256), 2.0},
+        {"system calls of a later search", later.at(2, 256), 0.0},
+        {"growth of the first search from 16 to 256 functions", first.growth(0, 16, 256), 1.3},
+        {"growth of the topology from 4 to 32 buses", buses.growth(0, 4, 32), 1.3},
+        {"system calls of the topology of 32 buses, for each", buses.at(2, 32) / 32, 310.0},
+    });
 }

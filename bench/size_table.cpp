@@ -57,6 +57,7 @@ void SizeTable::print() const
 int printLimits(const std::vector<SizeLimit>& limits)
 {
     bool allHold = true;
+    std::printf("\n| Ratio or number | Is | At most | Holds |\n|---|--:|--:|---|\n");
     for (const SizeLimit& limit : limits) {
         const bool holds = limit.figure <= limit.most;
         std::printf("| %s | %.2f | %.2f | %s |\n", limit.what.c_str(), limit.figure, limit.most,
