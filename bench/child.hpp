@@ -4,7 +4,8 @@
 #include <functional>
 #include <vector>
 
-/// What has to be measured in a process of its own, because the measured code keeps state for a process's life.
+/// What has to be measured in a process of its own, because the measured code keeps state for a process's
+/// life.
 
 /// Nanoseconds of one `act`, the mean of `times`.
 template <typename Act>
@@ -17,8 +18,8 @@ double nsPer(int times, Act act)
     return took.count() / times;
 }
 
-/// Nanoseconds of this process's processor time for one `act`: what another program takes of the machine does not
-/// count.
+/// Nanoseconds of this process's processor time for one `act`: what another program takes of the machine does
+/// not count.
 double processorNsOf(const std::function<void()>& act);
 
 /// Ends the process, with a message, when something that is measured has failed.

@@ -61,12 +61,11 @@ int main()
         const MemoryComparison all(names);
         const SystemCalls calls = systemCallsWith(names);
         const double reopening = all.opened.median(&MemoryTimes::reopening);
-        lookUp.add(names,
-                   {all.made.median(&MemoryTimes::anyName), all.boost.median(&MemoryTimes::anyName)});
+        lookUp.add(names, {all.made.median(&MemoryTimes::anyName), all.boost.median(&MemoryTimes::anyName)});
         newName.add(names, {all.made.median(&MemoryTimes::newName), calls.ofNewName,
                             all.boostEach.median(&MemoryTimes::newName)});
-        opening.add(names, {reopening, reopening, calls.ofOpening,
-                            all.boostOpened.median(&MemoryTimes::reopening)});
+        opening.add(names,
+                    {reopening, reopening, calls.ofOpening, all.boostOpened.median(&MemoryTimes::reopening)});
     }
     for (const SizeTable* table : {&lookUp, &newName, &opening})
         table->print();

@@ -1,6 +1,6 @@
-// Finding boards and reading the topology over the number of functions and buses, beside lspci and libpciaccess
-// on the same faked tree. Every figure is of a new process: a scan is kept for a process's life. Times
-// are processor time.
+// Finding boards and reading the topology over the number of functions and buses, beside lspci and
+// libpciaccess on the same faked tree. Every figure is of a new process: a scan is kept for a process's life.
+// Times are processor time.
 
 #include "child.hpp"
 #include "size_table.hpp"
@@ -99,8 +99,8 @@ void searchByPciaccess(const Wanted& wanted)
 void searchAtSlotByPciaccess(const Wanted& wanted)
 {
     require(pci_system_init() == 0, "pci_system_init");
-    pci_device* const board = pci_device_find_by_slot(0, static_cast<uint32_t>(wanted.bus),
-                                                      static_cast<uint32_t>(wanted.slot), 0);
+    pci_device* const board =
+        pci_device_find_by_slot(0, static_cast<uint32_t>(wanted.bus), static_cast<uint32_t>(wanted.slot), 0);
     require(board != nullptr && pci_device_probe(board) == 0, "pci_device_probe");
     pci_system_cleanup();
 }
@@ -133,7 +133,12 @@ template <typename Ours, typename Theirs>
 std::vector<double> besideOthers(Ours ours, Theirs theirs, const std::vector<const char*>& lspci)
 {
     const double own = nsOf(ours);
-    return {own, own, systemCallsOf(ours), nsOf(theirs), systemCallsOf(theirs), processorNsOfProgram(kRuns, lspci)};
+    return {own,
+            own,
+            systemCallsOf(ours),
+            nsOf(theirs),
+            systemCallsOf(theirs),
+            processorNsOfProgram(kRuns, lspci)};
 }
 
 SizeTable tableOf(const char* title, const char* items, const char* ours, const char* lspci)
@@ -161,18 +166,18 @@ int main()
                     {{"`qm_detectPciDevice`, ns", 1.0, 0, false},
                      {"ns for each", 1.0, 1, true},
                      {"system calls", 1.0, 0, false}});
-    SizeTable tree = tableOf("The topology of one bus", "Functions", "`qm_getPciTopology`, us",
-                             "`lspci -t`, us");
+    SizeTable tree =
+        tableOf("The topology of one bus", "Functions", "`qm_getPciTopology`, us", "`lspci -t`, us");
     for (const int functions : {1, 4, 16, 64, 256}) {
         World world;
         const Wanted wanted = addFunctions(world, functions);
-        first.add(functions, besideOthers([&] { search(wanted); }, [&] { searchByPciaccess(wanted); },
-                                          {"lspci", "-n"}));
+        first.add(functions,
+                  besideOthers([&] { search(wanted); }, [&] { searchByPciaccess(wanted); }, {"lspci", "-n"}));
         atSlot.add(functions, besideOthers([&] { searchAtSlot(wanted); },
                                            [&] { searchAtSlotByPciaccess(wanted); }, {"lspci", "-n"}));
         const double ns = medianOfProcesses(kRuns, [&] { return laterSearch(wanted); });
-        const double calls = systemCallsOf([&] { search(wanted), search(wanted); }) -
-                             systemCallsOf([&] { search(wanted); });
+        const double calls =
+            systemCallsOf([&] { search(wanted), search(wanted); }) - systemCallsOf([&] { search(wanted); });
         later.add(functions, {ns, ns, calls});
         tree.add(functions, besideOthers(topology, topologyByPciaccess, {"lspci", "-t"}));
     }
@@ -188,7 +193,8 @@ int main()
     return printLimits({
         {"the first search among 256 functions, of libpciaccess's", first.at(0, 256) / first.at(3, 256), 2.5},
         {"the first search among 256 functions, of `lspci -n`", first.at(0, 256) / first.at(5, 256), 1.0},
-        {"a search at a slot among 256 functions, of libpciaccess's", atSlot.at(0, 256) / atSlot.at(3, 256), 2.0},
+        {"a search at a slot among 256 functions, of libpciaccess's", atSlot.at(0, 256) / atSlot.at(3, 256),
+         2.0},
         {"system calls of a later search", later.at(2, 256), 0.0},
         {"growth of the first search from 16 to 256 functions", first.growth(0, 16, 256), 1.3},
         {"growth of the topology from 4 to 32 buses", buses.growth(0, 4, 32), 1.3},

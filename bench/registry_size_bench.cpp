@@ -1,4 +1,5 @@
-// The registry over the number of blocks of a type, beside std::unordered_map. Every figure is of a new process.
+// The registry over the number of blocks of a type, beside std::unordered_map. Every figure is of a new
+// process.
 
 #include "child.hpp"
 #include "size_table.hpp"
@@ -137,8 +138,8 @@ int main()
     registration.print();
     return printLimits({
         {"a look-up among 10,000 blocks, of one among 10", lookUp.at(0, 10'000) / lookUp.at(0, 10), 4.0},
-        {"a look-up among 10,000 blocks, of `std::unordered_map`'s", lookUp.at(0, 10'000) / lookUp.at(1, 10'000),
-         1.0},
+        {"a look-up among 10,000 blocks, of `std::unordered_map`'s",
+         lookUp.at(0, 10'000) / lookUp.at(1, 10'000), 1.0},
         {"registering 10,000 blocks, highest identifier first, for each, of 100",
          registration.at(1, 10'000) / registration.at(1, 100), 2.0},
         {"growth of registering 1000 to 10,000 blocks, for each", registration.growth(0, 1000, 10'000), 1.2},
