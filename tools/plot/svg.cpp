@@ -156,21 +156,30 @@ private:
 
     void timeAxis()
     {
+        constexpr double kExact = 1 + 1e-9;  // a bin's border may be 99.99... for 100
         line(kLeft, bottom(), kLeft + kPlotWidth, bottom(), "stroke=\"#333\"");
-        const long first = std::lround(std::log10(from_) * kBinsPerDecade);
-        const long last = std::lround(std::log10(to_) * kBinsPerDecade);
-        const long bins = last - first;
-        const long every = bins <= 10   ? 1
-                           : bins <= 20 ? 2
-                           : bins <= 50 ? 5
-                                        : 10;  // so 10, 100, ... are there
-        for (long bin = first; bin <= last; ++bin) {
-            if (bin % every != 0) continue;
-            const double time = std::pow(10.0, static_cast<double>(bin) / kBinsPerDecade);
-            line(placeOf(time), bottom(), placeOf(time), bottom() + 4, "stroke=\"#333\"");
-            text(placeOf(time), bottom() + 17, "middle", 11, shortTime(time));
-        }
         text(kLeft + kPlotWidth, bottom() + 34, "end", 12, "microseconds");
+        if (to_ < 2.5 * from_) {  // no round time may lie between
+            timeMark(from_, shortTime(from_));
+            timeMark(to_, shortTime(to_));
+            return;
+        }
+        const bool few = to_ < 11 * from_;
+        for (double decade = std::pow(10.0, std::floor(std::log10(from_ * kExact))); decade <= to_;
+             decade *= 10)
+            for (const double digit : {1.0, 2.0, 3.0, 4.0, 5.0, 6.0, 8.0}) {
+                const double time = decade * digit;
+                const bool labelled = few || digit == 1 || digit == 2 || digit == 5;
+                if (labelled && time >= from_ / kExact && time <= to_ * kExact)
+                    timeMark(time, fmt::format("{:g}", time));
+            }
+    }
+
+    void timeMark(double time, const std::string& label)
+    {
+        const double x = placeOf(time);
+        line(x, bottom(), x, bottom() + 4, "stroke=\"#333\"");
+        text(x, bottom() + 17, "middle", 11, label);
     }
 
     void percentiles()
