@@ -3,6 +3,7 @@
 // Times are processor time.
 
 #include "child.hpp"
+#include "sandbox.hpp"
 #include "size_table.hpp"
 #include "world.hpp"
 #include <qm.h>
@@ -33,25 +34,35 @@ Board wantedBoard()
     return {kVendor, kDevice};
 }
 
+/// With what libpciaccess reads beyond libpci; without, it would ask for it in vain and go another way.
+void add(World& world, const Board& board)
+{
+    world.add(board);
+    for (const auto& [file, content] : {std::pair{"revision", "0x01\n"},
+                                        {"subsystem_vendor", "0x0000\n"},
+                                        {"subsystem_device", "0x0000\n"}})
+        qm::test::sandbox::writeFile(World::directory(board.address()) / file, content);
+}
+
 /// Boards with the same identifiers, all on bus 0.
 Wanted addFunctions(World& world, int count)
 {
     for (int i = 0; i < count; ++i)
-        world.add(wantedBoard()
-                      .at(0, static_cast<unsigned>(i) / 8, static_cast<unsigned>(i) % 8)
-                      .bar(0, 0xFEB00000, 0x1000)
-                      .express(2, 1)
-                      .multiFunction());
+        add(world, wantedBoard()
+                       .at(0, static_cast<unsigned>(i) / 8, static_cast<unsigned>(i) % 8)
+                       .bar(0, 0xFEB00000, 0x1000)
+                       .express(2, 1)
+                       .multiFunction());
     return {count, 0, (count - 1) / 8};
 }
 
 /// A board behind each bridge of bus 0.
 void addBuses(World& world, int count)
 {
-    world.add(wantedBoard().at(0, 0));
+    add(world, wantedBoard().at(0, 0));
     for (unsigned bus = 1; bus < static_cast<unsigned>(count); ++bus) {
-        world.add(Board(0x8086, 0xA110).at(0, bus).bridgeTo(bus, bus));
-        world.add(wantedBoard().at(bus, 0).express(2, 1));
+        add(world, Board(0x8086, 0xA110).at(0, bus).bridgeTo(bus, bus));
+        add(world, wantedBoard().at(bus, 0).express(2, 1));
     }
 }
 
@@ -191,7 +202,7 @@ int main()
     for (const SizeTable* table : {&first, &atSlot, &later, &tree, &buses})
         table->print();
     return printLimits({
-        {"the first search among 256 functions, of libpciaccess's", first.at(0, 256) / first.at(3, 256), 2.5},
+        {"the first search among 256 functions, of libpciaccess's", first.at(0, 256) / first.at(3, 256), 2.0},
         {"the first search among 256 functions, of `lspci -n`", first.at(0, 256) / first.at(5, 256), 1.0},
         {"a search at a slot among 256 functions, of libpciaccess's", atSlot.at(0, 256) / atSlot.at(3, 256),
          2.0},
