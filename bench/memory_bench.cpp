@@ -8,6 +8,7 @@
 
 int main()
 {
+    constexpr double kUs = 1e3;
     constexpr double kMs = 1e6;
     enterOwnSharedMemory();
     boost::log::core::get()->set_logging_enabled(false);
@@ -16,10 +17,10 @@ int main()
                          double MemoryTimes::*which) {
         return ratioRow(name, baseline, all.made.median(which), theirs.median(which), "ns", 1.0);
     };
-    // A name of its own file and its own growth costs system calls; a name within one segment of fixed size
-    // does not. Shown, not limited.
-    const double within = all.boost.median(&MemoryTimes::newName);
-    const double created = all.made.median(&MemoryTimes::newName);
+    const auto of = [](const MemoryRuns& runs, double MemoryTimes::*which, double unit) {
+        return runs.median(which) / unit;
+    };
+    const double newName = of(all.made, &MemoryTimes::newName, kUs);
     return printRows({
         row("`qm_getPersistentMemory`, the 1000th name", "`managed_shared_memory::find`", all.boost,
             &MemoryTimes::lastName),
@@ -27,12 +28,15 @@ int main()
             &MemoryTimes::anyName),
         row("`qm_allocPersistentMemory`, a block of the 1000th name",
             "`managed_shared_memory::find`, `allocate`", all.boost, &MemoryTimes::block),
-        row("`qm_allocPersistentMemory`, a new 1000th name",
-            "`managed_shared_memory` of its own for the name", all.boostEach, &MemoryTimes::newName),
+        ratioRow("`qm_allocPersistentMemory`, a new 1000th name",
+                 "`managed_shared_memory` of its own for the name", newName,
+                 of(all.boostEach, &MemoryTimes::newName, kUs), "us", 1.0),
+        // A name of its own file and its own growth costs system calls; a name within one segment of fixed
+        // size does not. Shown, not limited.
         {"`qm_allocPersistentMemory`, a new 1000th name", "`managed_shared_memory::construct` in one segment",
-         created, within, "ns", "", true},
-        {"1000 objects mapped by a new process", "1000 `managed_shared_memory` opened",
-         all.opened.median(&MemoryTimes::reopening) / kMs,
-         all.boostOpened.median(&MemoryTimes::reopening) / kMs, "ms", "", true},
+         newName, of(all.boost, &MemoryTimes::newName, kUs), "us", "", true},
+        ratioRow("1000 objects mapped by a new process", "1000 `managed_shared_memory` opened",
+                 of(all.opened, &MemoryTimes::reopening, kMs),
+                 of(all.boostOpened, &MemoryTimes::reopening, kMs), "ms", 1.3),
     });
 }
