@@ -38,7 +38,7 @@ std::vector<double> runSteps(std::uint64_t steps, slrealtime::standalone::RunRes
     model.tasks_.push_back(task);
     slrealtime::standalone::RunOptions options;
     options.steps_ = steps;
-    options.logLevel_ = boost::log::trivial::error;
+    options.logLevel_ = slrealtime::standalone::LogLevel::error;
     result = slrealtime::standalone::runModel(model, options);
     return begins;
 }
