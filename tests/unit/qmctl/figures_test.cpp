@@ -67,6 +67,20 @@ TEST(Plot, DrawsABarForEveryBinAndEscapesWords)
                 testing::HasSubstr("1.00 - 1.26              2  ####"));
 }
 
+TEST(Plot, ABaselineIsALineOnTheSameScales)
+{
+    Json ours = statisticsOf({20'000, 20'000, 50'000});
+    ours["title"] = "t";
+    ours["name"] = "ours";
+    ours["baseline"] = statisticsOf({200, 3'000'000});
+    ours["baseline"]["name"] = "theirs";
+    const std::string svg = svgPlot(Json::array({ours}), "");
+    EXPECT_THAT(svg, testing::ContainsRegex("<path d=\"M60.0 .*V.*H700.0V"));
+    EXPECT_THAT(svg, testing::AllOf(
+                         testing::HasSubstr(">ours: 50 % within 20.0 us, 99 % 50.0 us, all 50.0 us<"),
+                         testing::HasSubstr(">theirs: 50 % within 0.20 us"), testing::HasSubstr(">1000<")));
+}
+
 struct Secret
 {
     const char* before;
