@@ -2,6 +2,7 @@
 
 #include "child.hpp"
 #include "files.hpp"
+#include "text.hpp"
 #include <qm/error.h>
 #include <qm/pci_topology.h>
 
@@ -150,11 +151,11 @@ std::map<std::string, std::string> labelsOf(const Json& ports)
     std::map<std::string, std::string> labels;
     std::istringstream entries(files::content(kLabelFile).value_or(""));
     for (std::string entry; std::getline(entries, entry, ';');) {
-        static const std::regex kForm("([^:]*):([0-9]{1,5}):(.*)");
-        std::smatch parts;
-        if (!std::regex_match(entry, parts, kForm)) continue;
-        const auto index = static_cast<std::size_t>(std::stoul(parts[2]));
-        if (index < ports.size()) labels[ports[index].at("address")] = parts[3];
+        const std::size_t name = entry.find(':');
+        const std::size_t number = std::min(entry.find(':', name + 1), entry.size());
+        if (name == std::string::npos || number == entry.size()) continue;
+        const auto index = wholeNumber(std::string_view(entry).substr(name + 1, number - name - 1));
+        if (index && *index < ports.size()) labels[ports[*index].at("address")] = entry.substr(number + 1);
     }
     return labels;
 }

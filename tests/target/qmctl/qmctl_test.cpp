@@ -111,8 +111,15 @@ TEST_F(Boards, GetTheirSavedConfigurationBackButNoOtherBoards)
     EXPECT_EQ(0xFE200000U, World::config("0000:01:02.0", 0x10));
     EXPECT_THAT(endOf("pci config 00:03 --restore " + file),
                 HasSubstr("was saved from 1234:11e8 01:02.0, not from"));
-    sandbox::writeFile(file, "{}");
-    EXPECT_THAT(endOf("pci config 01:02 --restore " + file), HasSubstr("holds no configuration"));
+    const std::string sound = sandbox::readFile(file);
+    for (const auto& [right, wrong] : {std::pair(sound, "{}"), std::pair(std::string("\"0x00000000\""), "7"),
+                                       std::pair(std::string("\"0x00000000\""), "\"0x000000000\""),
+                                       std::pair(std::string("0x0"), "zero")}) {
+        const std::size_t at = sound.find(right);
+        ASSERT_NE(std::string::npos, at);
+        sandbox::writeFile(file, std::string(sound).replace(at, right.size(), wrong));
+        EXPECT_THAT(endOf("pci config 01:02 --restore " + file), HasSubstr("holds no configuration"));
+    }
 }
 
 TEST_F(Boards, ThatTheKernelDoesNotGiveAwayAreAFailure)
