@@ -50,16 +50,21 @@ void enterNamespaces()
 
 }  // namespace
 
+bool unpackReport(int archive, const std::filesystem::path& place)
+{
+    return runProgram({"tar", "-xzf", "-", "--strip-components=1", "--no-same-owner", "-C", place},
+                      archive) &&
+           files::present(place / std::filesystem::path(kMeasurementsFile).relative_path());
+}
+
 void openReport(const std::string& archive)
 {
     const int file = open(archive.c_str(), O_RDONLY | O_CLOEXEC);
     if (file < 0) throw cannot("open the report " + archive);
     enterNamespaces();
-    const bool unpacked =
-        runProgram({"tar", "-xz", "--strip-components=1", "--no-same-owner", "-C", kPlace}, file);
+    const bool unpacked = unpackReport(file, kPlace);
     (void)close(file);
-    if (!unpacked || !files::present(kPlace + std::string(kMeasurementsFile)))
-        throw Failure(fmt::format("{} is no report; 'qmctl report' writes one", archive));
+    if (!unpacked) throw Failure(fmt::format("{} is no report; 'qmctl report' writes one", archive));
     if (chroot(kPlace) != 0 || chdir("/") != 0) throw cannot("enter the report");
     // Only from here on: a link in somebody else's report leads nowhere but into the report.
     try {
