@@ -107,7 +107,9 @@ TEST(Report, ThatIsMadeToDoHarmReachesNoFileOutsideAndIsToldWhy)
         {"mkfifo proc", "/proc is no file, directory or link"},
         {"truncate -s 1T proc", "/proc has more than 268435456 bytes"},
         {"echo '{\"counter_hz\": \"fast\"}' >qmctl/measurements.json", "gives 'counter_hz' as string"},
-        {"rm qmctl/measurements.json", "is no report; 'qmctl report' writes one"}};
+        {"rm qmctl/measurements.json; echo changed >victim; "
+         "export TAR_OPTIONS='-P --transform=s,r/victim,r//usr/quillmark/victim,'",
+         "is no report; 'qmctl report' writes one"}};
     for (const auto& [command, reason] : rows) {
         sandbox::freshDirectory("/tmp/quillmark");
         sandbox::writeFile("/tmp/quillmark/r/qmctl/measurements.json", "{}");
