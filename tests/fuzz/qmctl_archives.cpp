@@ -43,8 +43,8 @@ std::string withChecksums(std::string tar)
 uint32_t checksumOfGzip(const std::string& bytes)
 {
     uint32_t sum = ~0U;
-    for (const unsigned char byte : bytes) {
-        sum ^= byte;
+    for (const char byte : bytes) {
+        sum ^= static_cast<unsigned char>(byte);
         for (int bit = 0; bit < 8; ++bit)
             sum = sum >> 1 ^ ((sum & 1U) != 0 ? 0xEDB88320U : 0U);
     }
@@ -89,12 +89,13 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size)
     fs::create_directories(kPlace);
     const std::string input(reinterpret_cast<const char*>(data), size);
     const int archive = memoryFile(input.starts_with("\x1F\x8B") ? input : gzip(withChecksums(input)));
-    (void)qmctl::unpackReport(archive, kPlace);
+    const auto report = qmctl::unpackReport(archive, kPlace);
     (void)close(archive);
     requireNothingOutside();
+    if (!report) return 0;
     try {
-        qmctl::restoreBinaries(kPlace);
-        for (const auto& entry : fs::recursive_directory_iterator(kPlace))
+        qmctl::restoreBinaries(*report);
+        for (const auto& entry : fs::recursive_directory_iterator(*report))
             qm::fuzz::require(entry.is_symlink() || entry.is_directory() || entry.is_regular_file());
     } catch (const std::exception&) {
         // opening the report ends here
