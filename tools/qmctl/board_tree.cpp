@@ -72,21 +72,6 @@ Json toJson(const qm_topo_node& node, const Devices& devices, std::set<uint32_t>
     return value;
 }
 
-/// Labels of ports by their addresses: entries "name:index:label;" of the library's file.
-std::map<std::string, std::string> labelsOf(const Json& ports)
-{
-    std::map<std::string, std::string> labels;
-    std::istringstream entries(files::content(kLabelFile).value_or(""));
-    for (std::string entry; std::getline(entries, entry, ';');) {
-        const std::size_t name = entry.find(':');
-        const std::size_t number = std::min(entry.find(':', name + 1), entry.size());
-        if (name == std::string::npos || number == entry.size()) continue;
-        const auto index = wholeNumber(std::string_view(entry).substr(name + 1, number - name - 1));
-        if (index && *index < ports.size()) labels[ports[*index].at("address")] = entry.substr(number + 1);
-    }
-    return labels;
-}
-
 void addLabels(Json& tree, const std::map<std::string, std::string>& labels)
 {
     for (Json& node : tree) {
@@ -126,8 +111,22 @@ Json topology()
         for (const qm_topo_node& node : topology.nodes())
             tree.push_back(toJson(node, devices, shown));
     }
-    addLabels(tree, labelsOf(ethernetPorts(tree)));
+    addLabels(tree, labelsIn(files::content(kLabelFile).value_or(""), ethernetPorts(tree)));
     return tree;
+}
+
+std::map<std::string, std::string> labelsIn(const std::string& text, const Json& ports)
+{
+    std::map<std::string, std::string> labels;
+    std::istringstream entries(text);
+    for (std::string entry; std::getline(entries, entry, ';');) {
+        const std::size_t name = entry.find(':');
+        const std::size_t number = std::min(entry.find(':', name + 1), entry.size());
+        if (name == std::string::npos || number == entry.size()) continue;
+        const auto index = wholeNumber(std::string_view(entry).substr(name + 1, number - name - 1));
+        if (index && *index < ports.size()) labels[ports[*index].at("address")] = entry.substr(number + 1);
+    }
+    return labels;
 }
 
 Json ethernetPorts(const Json& tree)
