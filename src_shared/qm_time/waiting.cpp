@@ -61,9 +61,9 @@ uint64_t qm_getTSCFrequency(void)
 
 void qm_wait_ns(uint32_t delay_ns)
 {
-    const uint64_t start = readCounter();  // first: what is computed next belongs to the wait
     const auto ticks =
         static_cast<uint64_t>(static_cast<double>(kCounterFrequency) * delay_ns / kNsPerSecond);
+    const uint64_t start = readCounter();
     for (uint64_t now = start; now - start < ticks;)
         now = readCounter();
 }
