@@ -31,6 +31,14 @@ EXPORTED void _exit(int status)
     original(status);
 }
 
+EXPORTED void abort(void)
+{
+    save();
+    void (*original)(void) __attribute__((noreturn));
+    *(void**)&original = dlsym(RTLD_NEXT, "abort");
+    original();
+}
+
 EXPORTED int raise(int number)
 {
     if (number == SIGKILL) save();
