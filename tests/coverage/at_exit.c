@@ -1,12 +1,13 @@
 /*
- * Loaded before every program of the coverage run (LD_PRELOAD): the library's counters are saved at exit(), and
- * the tests' children leave by other ways.
+ * Loaded before every program of the coverage run (LD_PRELOAD): the library's counters are saved at exit(),
+ * and the tests' children leave by other ways.
  */
 
 #define _GNU_SOURCE
 #include <dlfcn.h>
-#include <signal.h>
 #include <unistd.h>
+
+#include <signal.h>
 
 #define EXPORTED __attribute__((visibility("default")))
 
