@@ -22,11 +22,6 @@ constexpr std::size_t kHandlerPathSize = 512;
 constexpr std::size_t kAttributeSize = 4096 + 1;  // the kernel shows no more than a page
 constexpr std::string_view kBlanks = " \t\n\v\f\r";
 
-bool exists(const char* path)
-{
-    return ::access(path, F_OK) == 0;
-}
-
 std::string_view firstWord(std::string_view text)
 {
     text.remove_prefix(std::min(text.find_first_not_of(kBlanks), text.size()));
@@ -39,7 +34,7 @@ std::optional<unsigned long> readRegionNumber(int uioIndex, int region, const ch
     qm::uio::PathBuffer path;
     std::snprintf(path.data(), path.size(), "%s%d/maps/map%d/%s", qm::uio::kClass, uioIndex, region,
                   attribute);
-    if (!exists(path.data())) {
+    if (!qm::exists(path.data())) {
         qm::setErrorText("Could not find %s", path.data());
         return std::nullopt;
     }
@@ -79,7 +74,7 @@ int qm_findAxiDevice(qm_AxiDevice* axiDevice, const char* deviceName)
 {
     for (int index = 0;; ++index) {
         const auto path = qm::uio::numberedPath(qm::uio::kClass, index, "/name");
-        if (!exists(path.data())) {
+        if (!qm::exists(path.data())) {
             qm::setErrorText("Could not find %s", deviceName);
             return -1;
         }

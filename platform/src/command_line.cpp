@@ -13,10 +13,9 @@ namespace slrealtime::standalone {
 
 namespace {
 
-const std::map<std::string, boost::log::trivial::severity_level> kLevels = {
-    {"trace", boost::log::trivial::trace}, {"debug", boost::log::trivial::debug},
-    {"info", boost::log::trivial::info},   {"warning", boost::log::trivial::warning},
-    {"error", boost::log::trivial::error},
+const std::map<std::string, LogLevel> kLevels = {
+    {"trace", LogLevel::trace},     {"debug", LogLevel::debug}, {"info", LogLevel::info},
+    {"warning", LogLevel::warning}, {"error", LogLevel::error},
 };
 
 constexpr double kShortestRun = 1e-6;

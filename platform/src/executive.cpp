@@ -18,6 +18,7 @@ namespace slrealtime {
 
 namespace {
 
+using standalone::LogLevel;
 using standalone::RunOptions;
 using standalone::RunResult;
 
@@ -106,7 +107,7 @@ private:
             TaskThreads threads(model_, workers_, limits, control_, records_);
             report_.tasks = threads.makeRealTime(report_.machine, report_.result.notRealTime_);
             for (const auto& reason : report_.result.notRealTime_)
-                logLine(Level::warning, "NOT REAL-TIME: " + reason);
+                logLine(LogLevel::warning, "NOT REAL-TIME: " + reason);
             threads.release();
             control_.waitForEnd();
         });

@@ -1,5 +1,7 @@
 #include "log_session.hpp"
 
+#include "log_sinks.hpp"
+
 #include <boost/log/core/core.hpp>
 #include <boost/log/sinks/async_frontend.hpp>
 #include <boost/log/sinks/bounded_fifo_queue.hpp>
@@ -157,15 +159,15 @@ void attachConsole()
     outlets().console.replace(std::make_unique<ConsoleTarget>(), Level::info);
 }
 
-LogSession::LogSession(Level least, const std::filesystem::path& file)
+LogSession::LogSession(standalone::LogLevel least, const std::filesystem::path& file)
 {
     // exit() inside a run unwinds no stack; the handler goes first of all that are registered before the run.
     static const int registered = std::atexit(leaveQueues);
     static_cast<void>(registered);
     auto& all = outlets();
     const std::lock_guard lock(all.mutex);
-    all.console.replace(std::make_unique<ConsoleTarget>(), least);
-    all.file.replace(openFile(file), least);
+    all.console.replace(std::make_unique<ConsoleTarget>(), severityOf(least));
+    all.file.replace(openFile(file), severityOf(least));
     all.console.enterQueue();
     all.file.enterQueue();
 }

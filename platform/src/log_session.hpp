@@ -1,8 +1,8 @@
 #pragma once
 
-#include "log_sinks.hpp"
+#include <slrealtime/Standalone.hpp>
 
-#include <string>
+#include <filesystem>
 
 namespace slrealtime {
 
@@ -21,7 +21,7 @@ class LogSession
 public:
     /** @param file empty: no log file. One that cannot be written is said once, and the run goes on without.
      */
-    LogSession(Level least, const std::filesystem::path& file);
+    LogSession(standalone::LogLevel least, const std::filesystem::path& file);
     ~LogSession();
     LogSession(const LogSession&) = delete;
     LogSession& operator=(const LogSession&) = delete;

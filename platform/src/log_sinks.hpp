@@ -1,5 +1,7 @@
 #pragma once
 
+#include <slrealtime/Standalone.hpp>
+
 #include <boost/log/attributes/attribute_value_set.hpp>
 #include <boost/log/attributes/value_extraction.hpp>
 #include <boost/log/core/record_view.hpp>
@@ -18,6 +20,16 @@
 namespace slrealtime {
 
 using Level = boost::log::trivial::severity_level;
+
+constexpr Level severityOf(standalone::LogLevel level)
+{
+    return static_cast<Level>(level);
+}
+static_assert(severityOf(standalone::LogLevel::trace) == Level::trace);
+static_assert(severityOf(standalone::LogLevel::debug) == Level::debug);
+static_assert(severityOf(standalone::LogLevel::info) == Level::info);
+static_assert(severityOf(standalone::LogLevel::warning) == Level::warning);
+static_assert(severityOf(standalone::LogLevel::error) == Level::error);
 
 /** Where log lines end up. */
 class LogTarget

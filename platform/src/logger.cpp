@@ -1,4 +1,6 @@
+#include "log_line.hpp"
 #include "log_session.hpp"
+#include "log_sinks.hpp"
 #include <slrealtime/Logger.hpp>
 
 #include <boost/log/attributes/clock.hpp>
@@ -10,6 +12,11 @@
 namespace slrealtime {
 
 using boost::log::sources::severity_channel_logger_mt;
+
+void logLine(standalone::LogLevel level, const std::string& text)
+{
+    BOOST_LOG_CHANNEL_SEV(Logger::getLogger(), 0, severityOf(level)) << text;
+}
 
 severity_channel_logger_mt<Level, int>& Logger::getLogger()
 {

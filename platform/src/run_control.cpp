@@ -57,7 +57,7 @@ void RunControl::fail(const std::string& reason)
         if (failure_.empty()) failure_ = reason;
     }
     end();
-    logLine(Level::error, reason);
+    logLine(standalone::LogLevel::error, reason);
 }
 
 void RunControl::waitForEnd()

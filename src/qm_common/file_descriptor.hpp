@@ -9,6 +9,11 @@
 
 namespace qm {
 
+inline bool exists(const char* path)
+{
+    return ::access(path, F_OK) == 0;
+}
+
 /// Owns a file descriptor; closing it keeps errno.
 class FileDescriptor
 {

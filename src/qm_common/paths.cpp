@@ -1,3 +1,4 @@
+#include "qm_common/file_descriptor.hpp"
 #include <qm/error.h>
 #include <qm/paths.h>
 
@@ -20,7 +21,7 @@ constexpr char kConfigBaseDir[] = "/usr/quillmark";
 bool qm_doesFsNodeExist(const char* pPath)
 {
     // Deliberate: the sense is the opposite of the name; generated code relies on it.
-    return ::access(pPath, F_OK) != 0;
+    return !qm::exists(pPath);
 }
 
 void qm_fullFile(int32_t nParts, char* path, ...)

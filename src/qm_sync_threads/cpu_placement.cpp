@@ -1,4 +1,5 @@
 #include "qm_common/directory.hpp"
+#include "qm_common/fail_with.hpp"
 #include "qm_root.hpp"
 #include <qm/log.h>
 #include <qm/threads.h>
@@ -14,6 +15,8 @@
 #include <vector>
 
 namespace {
+
+using qm::failWith;
 
 constexpr char kTasks[] = "/proc/self/task";
 constexpr int kFirstAsyncCpu = 2;
@@ -36,12 +39,6 @@ int takeNextCpu(long cpus)
 bool fitsSet(int cpu)
 {
     return cpu >= 0 && cpu < CPU_SETSIZE;
-}
-
-int failWith(int error)
-{
-    errno = error;
-    return -1;
 }
 
 /// 0, or the error number.

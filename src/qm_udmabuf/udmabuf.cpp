@@ -73,7 +73,7 @@ int freeNumber()
     for (int number = 0; number < kMaxBuffers; ++number) {
         PathBuffer node{};
         std::snprintf(node.data(), node.size(), "/dev/%s%d", kBufferName, number);
-        if (::access(node.data(), F_OK) != 0) return number;
+        if (!qm::exists(node.data())) return number;
     }
     qm_printf(qm_error, "Maximum of %d buffers are supported by the u-dma-buf-mgr.\n", kMaxBuffers);
     return -1;

@@ -25,7 +25,7 @@ constexpr mode_t kNodeMode = 0666;
 
 bool isBoundToUio(const qm_PCIDevice& board)
 {
-    return ::access(qm::pci::boardFile(board, kUioDirectory).data(), F_OK) == 0;
+    return qm::exists(qm::pci::boardFile(board, kUioDirectory).data());
 }
 
 /// Teaches the driver the board's identifiers; the driver then takes every board with them that is free.

@@ -10,10 +10,11 @@
 
 namespace {
 
+using qm::uio::kNullContext;
+
 constexpr off_t kUpperCommandByte = 5;
 constexpr uint8_t kInterruptDisable = 0x04;
 constexpr int kConsumerPriority = 60;
-constexpr int kThreadPriority = 50;
 
 int refuse(const char* text, int result)
 {
@@ -80,14 +81,14 @@ int qm_uio_createInterruptContext(qm_InterruptContext** contextOut, qm_PCIDevice
     context->configfd = -1;
     context->irq_cpu_assigned = -1;
     context->priority = kConsumerPriority;
-    context->defaultPriority = kThreadPriority;
+    context->defaultPriority = qm::uio::kThreadPriority;
     *contextOut = context;
     return 0;
 }
 
 int qm_uio_interruptAttach(qm_InterruptContext* context)
 {
-    if (context == nullptr) return refuse("Invalid nullptr passed for context", -1);
+    if (context == nullptr) return refuse(kNullContext, -1);
     context->uioIndex = qm_uio_bindDeviceToUio(&context->pciInfo);
     if (context->uioIndex < 0) return fail("INT MAP -> Failed to bind UIO device");
 
@@ -105,7 +106,7 @@ int qm_uio_interruptAttach(qm_InterruptContext* context)
 
 int qm_uio_interruptWait(qm_InterruptContext* context)
 {
-    if (context == nullptr) return refuse("Invalid nullptr passed for context", -EINVAL);
+    if (context == nullptr) return refuse(kNullContext, -EINVAL);
     const ssize_t size = ::read(context->uiofd, &context->intCount, sizeof context->intCount);
     if (size == ssize_t{sizeof context->intCount}) return 0;
     if (size >= 0) errno = 0;
@@ -114,7 +115,7 @@ int qm_uio_interruptWait(qm_InterruptContext* context)
 
 int qm_uio_enableInterrupt(qm_InterruptContext* context)
 {
-    if (context == nullptr) return refuse("Invalid nullptr passed for context", -EINVAL);
+    if (context == nullptr) return refuse(kNullContext, -EINVAL);
     const _qm_int_fix& fix = context->qm_int_fix;
     if (fix.requested_by_user) {
         if (fix.target_register != nullptr) *fix.target_register = *fix.target_register | fix.int_mask;
@@ -131,7 +132,7 @@ int qm_uio_enableInterrupt(qm_InterruptContext* context)
 
 int qm_uio_interruptEnableFix(qm_InterruptContext* context)
 {
-    if (context == nullptr) return refuse("Invalid nullptr passed for context", -EINVAL);
+    if (context == nullptr) return refuse(kNullContext, -EINVAL);
     _qm_int_fix& fix = context->qm_int_fix;
     fix.requested_by_user = true;
     // The kernel driver tells the two words apart by their order.

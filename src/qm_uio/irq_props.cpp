@@ -14,11 +14,10 @@ constexpr int kTriggerCpu = 1;
 constexpr int kTriggerPriority = 90;
 constexpr int kLowestPriority = 1;
 constexpr int kHighestPriority = 99;
-constexpr int kDefaultPriority = 50;
 
 int refuseNullContext()
 {
-    qm::setErrorText("Invalid nullptr passed for context");
+    qm::setErrorText("%s", qm::uio::kNullContext);
     return -EINVAL;
 }
 
@@ -88,7 +87,7 @@ int qm_uio_setIrqProps(qm_InterruptContext* context)
 int qm_uio_resetIrqProps(qm_InterruptContext* context)
 {
     if (context == nullptr) return refuseNullContext();
-    const int asked = context->defaultPriority == 0 ? kDefaultPriority : context->defaultPriority;
+    const int asked = context->defaultPriority == 0 ? qm::uio::kThreadPriority : context->defaultPriority;
     const int target = std::min(asked, kHighestPriority);
     if (target < kLowestPriority) {
         qm::setErrorText("Invalid IRQ thread priority value %d. Priority must be between 1 and 99.", target);

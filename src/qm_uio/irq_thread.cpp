@@ -1,4 +1,5 @@
 #include "qm_common/directory.hpp"
+#include "qm_common/fail_with.hpp"
 #include "qm_common/file_descriptor.hpp"
 #include "qm_common/text_file.hpp"
 #include "qm_error.hpp"
@@ -64,12 +65,6 @@ int writeAffinity(int irq, int cpu)
     if (::write(file.get(), text.data(), static_cast<std::size_t>(length)) == length)
         return ::close(file.release());
     if (errno == 0) errno = EIO;
-    return -1;
-}
-
-int failWith(int error)
-{
-    errno = error;
     return -1;
 }
 

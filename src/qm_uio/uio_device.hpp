@@ -11,6 +11,8 @@ namespace qm::uio {
 constexpr char kNode[] = "/dev/uio";
 constexpr char kClass[] = "/sys/class/uio/uio";
 constexpr char kInterrupts[] = "/proc/irq/";
+constexpr int kThreadPriority = 50;  ///< what the kernel gives its interrupt threads
+constexpr char kNullContext[] = "Invalid nullptr passed for context";
 
 using PathBuffer = std::array<char, 64>;
 

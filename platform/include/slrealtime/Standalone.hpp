@@ -9,8 +9,6 @@
 #include <slrealtime/ModelInfo.hpp>
 #include <slrealtime/Worker.hpp>
 
-#include <boost/log/trivial.hpp>
-
 #include <cstdint>
 #include <filesystem>
 #include <functional>
@@ -117,16 +115,25 @@ struct Description
     std::vector<std::pair<std::string, TimeStatistics>> times_ = {};
 };
 
+/** Levels of log records, the least first. */
+enum class LogLevel : int
+{
+    trace,
+    debug,
+    info,
+    warning,
+    error
+};
+
 /** How to run a model. The defaults run until a signal, with no file written. */
 struct RunOptions
 {
     std::uint64_t steps_ = 0;      ///< end after this many steps of the first task; 0: no limit
     double duration_ = 0.0;        ///< end at this model time of the first task, in seconds; 0: no limit
     unsigned maxOverloads_ = 100;  ///< more consecutive overloads of a task than this stop the model
-    std::filesystem::path reportFile_ = {};  ///< JSON run report, replaced as a whole; empty: none
-    std::filesystem::path logFile_ = {};     ///< rotating log file; empty: none
-    boost::log::trivial::severity_level logLevel_ =
-        boost::log::trivial::info;                ///< least level shown and written
+    std::filesystem::path reportFile_ = {};       ///< JSON run report, replaced as a whole; empty: none
+    std::filesystem::path logFile_ = {};          ///< rotating log file; empty: none
+    LogLevel logLevel_ = LogLevel::info;          ///< least level shown and written
     std::function<Description()> describe_ = {};  ///< asked once when the steps have ended, boards still open
 };
 

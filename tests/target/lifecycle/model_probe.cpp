@@ -58,7 +58,7 @@ void runUntil(void (*end)())
     };
     model.tasks_.push_back(task);
     slrealtime::standalone::RunOptions options;
-    options.logLevel_ = boost::log::trivial::error;
+    options.logLevel_ = slrealtime::standalone::LogLevel::error;
     (void)slrealtime::standalone::runModel(model, options);
 }
 

@@ -63,7 +63,7 @@ protected:
     Executive()
     {
         story = &story_;
-        options_.logLevel_ = boost::log::trivial::error;
+        options_.logLevel_ = standalone::LogLevel::error;
         TaskInfo task;
         task.period_ = 0.001;
         task.init_ = [this] { story_.add("task init"); };
@@ -248,7 +248,7 @@ TEST_F(Executive, WithoutRightsItRunsAndSaysThatItIsNotRealTime)
     const auto runAsUser = [this] {
         const rlimit none = {0, 0};
         if (::setrlimit(RLIMIT_MEMLOCK, &none) != 0 || ::setresuid(1000, 1000, 1000) != 0) std::exit(2);
-        options_.logLevel_ = boost::log::trivial::warning;
+        options_.logLevel_ = standalone::LogLevel::warning;
         const auto result = runSteps(3);
         std::exit(result.exitStatus_ == 0 && result.tasks_.at(0).steps_ == 3 ? 0 : 1);
     };

@@ -37,7 +37,7 @@ class Triggers : public testing::Test
 protected:
     Triggers()
     {
-        options_.logLevel_ = boost::log::trivial::error;
+        options_.logLevel_ = standalone::LogLevel::error;
         interrupt_.trigmode_ = INTERRUPT;
         interrupt_.period_ = 3600.0;
         interrupt_.poll_ = [this] { return source_.wait(); };
