@@ -24,6 +24,13 @@ if(QM_WERROR)
     add_compile_options(-Werror)
 endif()
 
+option(QM_COVERAGE "Count the lines of the library that run, for tests/coverage" OFF)
+if(QM_COVERAGE)
+    # In tests that compile sources of the library for themselves, too.
+    add_compile_options(--coverage -fprofile-update=atomic "-fprofile-filter-files=^${PROJECT_SOURCE_DIR}/src(_shared)?/")
+    add_link_options(--coverage)
+endif()
+
 if(QM_SANITIZE)
     add_compile_options(-fsanitize=${QM_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
     add_link_options(-fsanitize=${QM_SANITIZE})

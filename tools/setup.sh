@@ -20,12 +20,13 @@ as_root() {
     fi
 }
 
-# Asks dpkg first, so that a prepared machine needs neither rights nor the network.
+# install_packages [PACKAGE...]: those above and these; asks dpkg first, so that a prepared machine needs neither rights nor
+# the network.
 install_packages() {
     local installed
     installed=$(dpkg-query -W -f '${db:Status-Abbrev}${Package}\n' 2>/dev/null | sed -n 's/^ii *//p')
     missing=()
-    for package in "${PACKAGES[@]}"; do
+    for package in "${PACKAGES[@]}" "$@"; do
         grep -qxF -- "$package" <<<"$installed" || missing+=("$package")
     done
     ((${#missing[@]})) || return 0

@@ -101,6 +101,13 @@ TEST_F(PciMapping, ABarThatCannotBeMappedGivesNullAnErrorLineAndTheKernelsErrno)
     failsWith(ENODEV, "No such device", 0);
     std::filesystem::remove(file("resource0"));
     failsWith(ENOENT, "Failed opening PCI device: No such file or directory", 0xBAD);  // though not mapped
+
+    log_.clear();
+    EXPECT_EQ(nullptr, qm_mapMemory(&device_, 6));
+    EXPECT_EQ(nullptr, qm_mapIo(&device_, UINT32_MAX));
+    EXPECT_EQ(EINVAL, errno);
+    EXPECT_THAT(log_.lines(), ElementsAre("error QM: qm_mapMemory: BAR 6 is not one of 0 to 5",
+                                          "error QM: qm_mapIo: BAR 4294967295 is not one of 0 to 5"));
 }
 
 TEST_F(PciMapping, PortsAreRequestedAndTheirBaseIsReturnedEvenWhenRefused)

@@ -105,11 +105,12 @@ TEST_F(PciTopology, ABridgeWhoseBusWasSeenIsNotFollowed)
 TEST_F(PciTopology, ABusScannedAloneIsATopOfItsOwn)
 {
     world_.add(board(1, 2).at(0, 28).bridgeTo(255, 255)).add(board(1, 3).at(255, 1));
-    const Tree behind(255), none(4);
+    const Tree behind(255), none(4), impossible(256);
     ASSERT_EQ(1, behind.count);
     EXPECT_EQ(nullptr, behind.nodes[0].parent);
-    EXPECT_EQ(0, none.count);
+    EXPECT_EQ(0, none.count + impossible.count);
     EXPECT_EQ(nullptr, none.nodes);
+    EXPECT_EQ(nullptr, impossible.nodes);
 }
 
 TEST_F(PciTopology, PrintingListsTheProbedFunctionsEachBridgeBeforeWhatIsBehindIt)

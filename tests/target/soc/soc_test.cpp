@@ -74,6 +74,7 @@ TEST_F(Soc, ABitstreamIsLoadedOnATalusOnlyWithItsPathBetweenQuotesAsItIs)
         EXPECT_EQ(ran, sandbox::readFile("/usr/quillmark/ran"));
         EXPECT_EQ(line, log_.lines().back());
     }
+    EXPECT_EQ(-1, qm_loadOnChipBitstream("/x")) << "this computer is no Talus";
 }
 
 }  // namespace qm::test

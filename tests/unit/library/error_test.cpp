@@ -33,6 +33,9 @@ TEST(ErrorObject, GivesPreambleAndLastMessage)
     qmError_setMsg(error.get(), "a rather long %s", "first message");
     EXPECT_STREQ("In ADC, Setup block, ID -3: a rather long first message", qmError_getMsg(error.get()));
 
+    constexpr wchar_t kNoCharacter[] = {0x110000, 0};
+    qmError_setMsg(error.get(), "%ls", kNoCharacter);
+    EXPECT_STREQ("In ADC, Setup block, ID -3: ", qmError_getMsg(error.get()));
     qmError_setMsg(error.get(), "timeout");
     for (int i = 0; i < 2; ++i)
         EXPECT_STREQ("In ADC, Setup block, ID -3: timeout", qmError_getMsg(error.get()));

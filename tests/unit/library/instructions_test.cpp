@@ -172,6 +172,7 @@ TEST_F(Waiting, ElapsedTimeIsTheCounterInSecondsAndTheStartIsTheFirstCall)
     EXPECT_EQ(0.0, call(&qm_getSecondsSinceStart));
     counter += 4'950'000'000;
     EXPECT_EQ(1.5, call(&qm_getSecondsSinceStart));
+    EXPECT_EQ(7.5, qm_times_five(1.5));
 }
 
 TEST_F(Waiting, SecondsBelowAMillisecondAreWaitedBusily)

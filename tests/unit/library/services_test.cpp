@@ -107,6 +107,8 @@ TEST(EarlyInit, EndsWhenTheFunctionHasReturnedInEachRunButNotWhenItThrows)
     const auto service = createWorker("QuillmarkService");
     service->initialize();
     EXPECT_EQ(1, qm_is_early_init()) << "no function, no end";
+    qm_early_init_set_blkInfo2(&earlyDuring);
+    EXPECT_EQ(&earlyDuring, qm_early_init_get_blkInfo2());
     qm_register_early_init_function([] { FAIL() << "was replaced"; });
     qm_register_early_init_function(&noteEarly);
     for (int run = 0; run < 2; ++run) {
