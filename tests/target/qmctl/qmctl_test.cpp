@@ -1,27 +1,16 @@
 // The commands on a faked target, through the library.
 
 #include "qmctl_command.hpp"
-#include "sandbox.hpp"
 #include "world.hpp"
-#include <qm/persistent_memory.h>
-
-#include <gmock/gmock.h>
-
-#include <cstring>
-#include <filesystem>
-#include <sstream>
 
 namespace {
 
 using namespace qm::test;
-using testing::HasSubstr;
-using testing::StartsWith;
 
 constexpr char kConfig[] = "/tmp/quillmark/config";  // a place of the sandbox's
 
-class Boards : public testing::Test
+struct Boards : testing::Test
 {
-protected:
     Boards()
     {
         world_.add(board(0x8086, 0xA116).at(0, 0x1C).bridgeTo(1, 1).express(2, 4))
@@ -77,15 +66,9 @@ TEST_F(Boards, AreFoundByPositionAndByPlace)
     EXPECT_THAT(textOf("pci find 01:02"), HasSubstr("  0  memory  0xfe200000   4096\n"));
 }
 
-struct Missing
-{
-    const char* line;
-    const char* end;
-};
-
 TEST_F(Boards, ThatAreNotThereEndInAReason)
 {
-    const Missing rows[] = {
+    const std::pair<const char*, const char*> rows[] = {
         {"pci find 1234:11e8 --position 3", "1 1234:11e8 ID3: Module not found; 'qmctl pci list' shows"},
         {"pci find 00:04", "1 there is no board at 00:04; 'qmctl pci list' shows"},
         {"pci find 12:34:56", "2 BOARD: '12:34:56' is wrong; right is VENDOR:DEVICE"},
@@ -130,11 +113,11 @@ TEST_F(Boards, WhoseDisksAreInUseAreNotTakenAway)
     std::istringstream mount(sandbox::readFile("/proc/self/mountinfo"));
     std::string number;
     mount >> number >> number >> number;  // of a file system that is mounted
-    const std::filesystem::path disk = World::directory("0000:00:03.0") / "block/sda";
+    const fs::path disk = World::directory("0000:00:03.0") / "block/sda";
     sandbox::writeFile(disk / "dev", number + '\n');
-    std::filesystem::create_directories("/sys/class/block");
-    std::filesystem::create_symlink(disk, "/sys/class/block/sda");
-    std::filesystem::create_symlink("/sys/bus/pci/drivers/ahci", World::directory("0000:00:03.0") / "driver");
+    fs::create_directories("/sys/class/block");
+    fs::create_symlink(disk, "/sys/class/block/sda");
+    fs::create_symlink("/sys/bus/pci/drivers/ahci", World::directory("0000:00:03.0") / "driver");
     EXPECT_THAT(endOf("pci unbind 00:03 --dry-run"),
                 StartsWith("1 00:03.0 is the controller of the disk sda, which is in use"));
     EXPECT_EQ("0", endOf("pci unbind 00:03 --dry-run --force"));
@@ -142,9 +125,8 @@ TEST_F(Boards, WhoseDisksAreInUseAreNotTakenAway)
     EXPECT_EQ("0", endOf("pci unbind 00:03 --dry-run"));
 }
 
-class Persistent : public testing::Test
+struct Persistent : testing::Test
 {
-protected:
     Persistent()
     {
         sandbox::freshDirectory("/dev/shm");
