@@ -1,10 +1,6 @@
 // The file of Ethernet labels, as read for the host link's address.
 
 #include "input.hpp"
-#include "sandbox.hpp"
-#include <qm/host_link.h>
-
-#include <vector>
 
 int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size)
 {

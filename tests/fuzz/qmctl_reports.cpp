@@ -4,11 +4,8 @@
 #include "doctor.hpp"
 #include "input.hpp"
 #include "report_tree.hpp"
-#include "sandbox.hpp"
 
-#include <algorithm>
 #include <exception>
-#include <filesystem>
 
 namespace {
 

@@ -3,13 +3,8 @@
 #include "input.hpp"
 #include "leftovers.hpp"
 #include "qm_uio/uio_device.hpp"
-#include "sandbox.hpp"
-#include <qm/soc.h>
 
-#include <sys/mman.h>
 #include <sys/prctl.h>
-
-#include <cstdio>
 
 namespace {
 
