@@ -31,6 +31,9 @@ Json topology();
 /// The Ethernet ports of a topology in the library's order, each with its "index".
 Json ethernetPorts(const Json& tree);
 
+/// Labels of these ports by their addresses: entries "name:index:label;" of the library's file.
+std::map<std::string, std::string> labelsIn(const std::string& text, const Json& ports);
+
 /// The tree as a list, in the order of the addresses.
 Json flattened(const Json& tree);
 

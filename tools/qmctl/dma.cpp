@@ -21,9 +21,8 @@ Json list()
     Json buffers = Json::array();
     for (const std::string& name : files::entries(kClass)) {
         const std::string folder = std::string(kClass) + '/' + name + '/';
-        const auto size = files::firstLine(folder + "size");
         buffers.push_back({{"name", name},
-                           {"bytes", size ? Json::parse(*size, nullptr, false) : Json()},
+                           {"bytes", numberOrNull(files::firstLine(folder + "size"))},
                            {"physical_address", files::firstLine(folder + "phys_addr").value_or("")},
                            {"sync_mode", files::firstLine(folder + "sync_mode").value_or("")},
                            {"from_library", name.starts_with(kOurs)}});

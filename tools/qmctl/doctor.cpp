@@ -14,6 +14,7 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
+#include <optional>
 #include <x86intrin.h>
 
 namespace qmctl {
@@ -37,14 +38,27 @@ double measureCounter()
     return static_cast<double>(last - first) / std::chrono::duration<double>(end - begin).count();
 }
 
-/// Those of the report that is open; null without one.
-Json savedMeasurements()
+Failure damaged(const std::string& what)
 {
-    const auto saved = files::content(kMeasurementsFile);
-    if (!saved) return nullptr;
-    Json values = Json::parse(*saved, nullptr, false);
-    if (!values.is_object()) throw Failure("the report's measurements are damaged");
-    return values;
+    return Failure(fmt::format("the report is damaged: {} {}; ask for a new one, made by 'qmctl report'",
+                               kMeasurementsFile, what));
+}
+
+/// A value of the report's, of the same kind as the one that stands for it where it is missing.
+Json valueOf(const Json& values, const char* name, const Json& otherwise)
+{
+    Json value = values.value(name, otherwise);
+    if (value.is_number() ? !otherwise.is_number() : value.type() != otherwise.type())
+        throw damaged(
+            fmt::format("gives '{}' as {} instead of {}", name, value.type_name(), otherwise.type_name()));
+    return value;
+}
+
+/// Those of the report that is open; nothing without one.
+std::optional<SavedMeasurements> savedMeasurements()
+{
+    const auto text = files::content(kMeasurementsFile);
+    return text ? std::optional(measurementsIn(*text)) : std::nullopt;
 }
 
 }  // namespace
@@ -63,19 +77,26 @@ Json toJson(const Measurements& measurements)
             {"dma_manager_writable", measurements.dmaManagerWritable}};
 }
 
+SavedMeasurements measurementsIn(const std::string& text)
+{
+    const Json values = Json::parse(text, nullptr, false);
+    if (!values.is_object()) throw damaged("is no JSON object");
+    const Json temperature = values.value("cpu_temperature", Json());
+    return {
+        {valueOf(values, "counter_hz", 0.0), valueOf(values, "configuration_writable", false),
+         valueOf(values, "shared_memory_writable", false), valueOf(values, "dma_manager_writable", false)},
+        temperature.is_null() ? temperature : valueOf(values, "cpu_temperature", 0)};
+}
+
 Machine thisMachine()
 {
-    const Json saved = savedMeasurements();
-    if (saved.is_null()) return {"/", measure()};
-    return {"/",
-            {saved.value("counter_hz", 0.0), saved.value("configuration_writable", false),
-             saved.value("shared_memory_writable", false), saved.value("dma_manager_writable", false)}};
+    const auto saved = savedMeasurements();
+    return {"/", saved ? saved->measurements : measure()};
 }
 
 Json cpuTemperature()
 {
-    const Json saved = savedMeasurements();
-    if (!saved.is_null()) return saved.value("cpu_temperature", Json());
+    if (const auto saved = savedMeasurements()) return saved->cpuTemperature;
     const Json degrees = inChild([] { return Json(qm_getCpuTemperature()); }).value;
     return degrees == -1 ? Json() : degrees;
 }

@@ -64,6 +64,14 @@ Machine thisMachine();
 /// The processor's temperature in degrees Celsius, or null; the one in the report that is open.
 Json cpuTemperature();
 
+/// What a report's file of measurements says. A Failure, which names the place, for what is none.
+struct SavedMeasurements
+{
+    Measurements measurements;
+    Json cpuTemperature;
+};
+SavedMeasurements measurementsIn(const std::string& text);
+
 /// Where a report keeps the measurements of its machine.
 constexpr char kMeasurementsFile[] = "/qmctl/measurements.json";
 Json toJson(const Measurements& measurements);

@@ -15,12 +15,6 @@ namespace {
 
 constexpr int kPriorityField = 40;  // of /proc/PID/stat, counted from 1
 
-Json numberIn(const std::filesystem::path& path)
-{
-    const auto line = files::firstLine(path);
-    return line ? Json::parse(*line, nullptr, false) : Json();
-}
-
 /// Process of the kernel's thread for an interrupt: "irq/23-qm00030"; empty without one.
 std::string threadOf(const std::string& irq, const std::string& device)
 {
@@ -41,7 +35,7 @@ Json priorityOf(const std::string& process)
     std::string field;
     for (int i = 3; i <= kPriorityField; ++i)
         fields >> field;
-    return Json::parse(field, nullptr, false);
+    return numberOrNull(field);
 }
 
 Json describe(const std::string& uio)
@@ -54,10 +48,10 @@ Json describe(const std::string& uio)
     return {{"uio", uio},
             {"name", device},
             {"board", address.starts_with("0000:") ? address.substr(5) : address},
-            {"irq", Json::parse(irq, nullptr, false).is_discarded() ? Json() : Json::parse(irq)},
-            {"interrupts", numberIn(folder / "event")},
+            {"irq", numberOrNull(irq)},
+            {"interrupts", numberOrNull(files::firstLine(folder / "event"))},
             {"cpus", files::firstLine("/proc/irq/" + irq + "/smp_affinity_list").value_or("")},
-            {"thread", thread.empty() ? Json() : Json(std::stol(thread))},
+            {"thread", numberOrNull(thread)},
             {"priority", thread.empty() ? Json() : priorityOf(thread)}};
 }
 

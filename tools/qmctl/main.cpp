@@ -39,9 +39,9 @@ int main(int argc, char** argv)
 try {
     return run(argc, argv);
 } catch (const qmctl::Failure& failure) {
-    (void)std::fprintf(stderr, "qmctl: %s\n", failure.what());
+    (void)std::fprintf(stderr, "qmctl: %s\n", qmctl::printable(failure.what()).c_str());
     return failure.status;
 } catch (const std::exception& error) {
-    (void)std::fprintf(stderr, "qmctl: %s\n", error.what());
+    (void)std::fprintf(stderr, "qmctl: %s\n", qmctl::printable(error.what()).c_str());
     return qmctl::kFailed;
 }

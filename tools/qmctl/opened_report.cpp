@@ -17,6 +17,8 @@
 #include <exception>
 #include <fstream>
 
+namespace fs = std::filesystem;
+
 namespace qmctl {
 
 namespace {
@@ -50,25 +52,35 @@ void enterNamespaces()
 
 }  // namespace
 
+std::optional<fs::path> unpackReport(int archive, const fs::path& place)
+{
+    // No --strip-components: tar would take what is left of "folder//etc/file" for a file of this machine.
+    if (!runProgram({"tar", "-xzf", "-", "--no-same-owner", "-C", place}, archive)) return std::nullopt;
+    const auto folders = files::entries(place);
+    if (folders.size() != 1) return std::nullopt;
+    fs::path report = place / folders.front();
+    const bool whole = fs::is_directory(fs::symlink_status(report)) &&
+                       files::present(report / fs::path(kMeasurementsFile).relative_path());
+    return whole ? std::optional(report) : std::nullopt;
+}
+
 void openReport(const std::string& archive)
 {
     const int file = open(archive.c_str(), O_RDONLY | O_CLOEXEC);
     if (file < 0) throw cannot("open the report " + archive);
     enterNamespaces();
-    const bool unpacked =
-        runProgram({"tar", "-xz", "--strip-components=1", "--no-same-owner", "-C", kPlace}, file);
+    const auto report = unpackReport(file, kPlace);
     (void)close(file);
-    if (!unpacked || !files::present(kPlace + std::string(kMeasurementsFile)))
-        throw Failure(fmt::format("{} is no report; 'qmctl report' writes one", archive));
-    if (chroot(kPlace) != 0 || chdir("/") != 0) throw cannot("enter the report");
+    if (!report) throw Failure(fmt::format("{} is no report; 'qmctl report' writes one", archive));
+    if (chroot(report->c_str()) != 0 || chdir("/") != 0) throw cannot("enter the report");
     // Only from here on: a link in somebody else's report leads nowhere but into the report.
     try {
         restoreBinaries("/");
+        // Without it libpci would look for this machine's boards by the processor's ports.
+        fs::create_directories("/sys/bus/pci/devices");
     } catch (const std::exception& error) {
         throw Failure(fmt::format("{} is damaged: {}", archive, error.what()));
     }
-    // Without it libpci would look for this machine's boards by the processor's ports.
-    std::filesystem::create_directories("/sys/bus/pci/devices");
     (void)setenv("SYSTEMD_DEVICE_VERIFY_SYSFS", "0", 1);  // its /sys is no kernel's
 }
 

@@ -15,6 +15,7 @@
 #include <cerrno>
 #include <cstring>
 #include <fstream>
+#include <optional>
 
 namespace qmctl {
 
@@ -74,25 +75,45 @@ Json save(qm_PCIDevice& board, const std::string& path)
     return {{"done", fmt::format("configuration of {} saved to {}", addressOf(board), path)}};
 }
 
+/// "0x0000abcd"; nothing for anything else.
+std::optional<uint32_t> wordIn(const Json& value)
+{
+    const std::string text = value.is_string() ? value.get<std::string>() : "";
+    if (text.size() != 10 || !text.starts_with("0x")) return std::nullopt;
+    const auto word = wholeNumber(std::string_view(text).substr(2), 16);
+    return word ? std::optional(static_cast<uint32_t>(*word)) : std::nullopt;
+}
+
+/// What save() has written; nothing for anything else.
+std::optional<Saved> wordsIn(const Json& value)
+{
+    const Json words = value.is_object() ? value.value("saved_words", Json()) : Json();
+    Saved saved{};
+    if (!words.is_array() || words.size() != saved.size()) return std::nullopt;
+    for (std::size_t i = 0; i < saved.size(); ++i) {
+        const auto word = wordIn(words[i]);
+        if (!word) return std::nullopt;
+        saved.at(i) = *word;
+    }
+    return saved;
+}
+
 Saved load(const std::string& path, const qm_PCIDevice& board, bool force)
 {
     const auto text = files::content(path);
     if (!text) throw Failure(fmt::format("cannot read {}", path));
     const Json value = Json::parse(*text, nullptr, false);
-    const Json words = value.is_object() ? value.value("saved_words", Json()) : Json();
-    if (words.size() != QM_PCI_CONFIG_SAVE_WORDS || !words.is_array())
+    const auto saved = wordsIn(value);
+    if (!saved)
         throw Failure(
             fmt::format("{} holds no configuration; 'qmctl pci config BOARD --save FILE' makes one", path));
-    const bool same =
-        value.value("ids", "") == idsOf(board) && value.value("address", "") == addressOf(board);
+    const std::string ids = plain(value.value("ids", Json()));
+    const std::string address = plain(value.value("address", Json()));
+    const bool same = ids == idsOf(board) && address == addressOf(board);
     if (!same && !force)
         throw Failure(fmt::format("{} was saved from {} {}, not from {} {}; --force restores it all the same",
-                                  path, value.value("ids", "?"), value.value("address", "?"), idsOf(board),
-                                  addressOf(board)));
-    Saved saved{};
-    for (std::size_t i = 0; i < saved.size(); ++i)
-        saved.at(i) = static_cast<uint32_t>(std::stoul(words[i].get<std::string>(), nullptr, 16));
-    return saved;
+                                  path, ids, address, idsOf(board), addressOf(board)));
+    return *saved;
 }
 
 Json restore(qm_PCIDevice& board, const Arguments& arguments)

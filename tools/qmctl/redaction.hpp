@@ -7,7 +7,8 @@
 namespace qmctl {
 
 /// Takes out of texts and names what is nobody else's business: MAC addresses (also those that are part of an
-/// interface's name), serial numbers, passwords and keys on the kernel's command line.
+/// interface's name), serial numbers, passwords and keys on the kernel's command line, lines too long to look
+/// through.
 class Redaction
 {
 public:
@@ -16,6 +17,8 @@ public:
     std::string operator()(const std::string& text);
 
 private:
+    std::string redactLine(const std::string& line);
+
     bool full_;  ///< everything stays
     std::map<std::string, std::string> names_;
 };

@@ -2,6 +2,7 @@
 
 #include "command.hpp"
 #include "files.hpp"
+#include "text.hpp"
 
 #include <fmt/format.h>
 
@@ -19,9 +20,8 @@ namespace qmctl {
 namespace {
 
 constexpr std::size_t kLine = 16;
-constexpr std::size_t kConfigSize = 256;  // beyond it there may be a serial number
-constexpr std::uintmax_t kLargest = 256U
-                                    << 20;  // files are read whole: a damaged size must not fill the memory
+constexpr std::size_t kConfigSize = 256;         // beyond it there may be a serial number
+constexpr std::uintmax_t kLargest = 256U << 20;  // files are read whole: none must fill the memory
 constexpr char kBinary[] = "# binary file, bytes: ";
 
 constexpr std::array kAttributes{"vendor",
@@ -88,27 +88,56 @@ std::string lastLinesOf(const std::string& text, std::size_t count)
     return begin < text.size() ? text.substr(begin + 1) : text;
 }
 
+/// "00000010 66 69 72": an offset and the bytes there; nothing for any other line.
+std::optional<std::pair<std::uintmax_t, std::string>> bytesIn(const std::string& line)
+{
+    std::istringstream words(line);
+    std::string word;
+    words >> word;
+    const auto offset = wholeNumber(word, 16);
+    std::string bytes;
+    while (words >> word) {
+        const auto byte = wholeNumber(word, 16);
+        if (!byte || *byte > 0xFF) return std::nullopt;
+        bytes += static_cast<char>(*byte);
+    }
+    return offset ? std::optional(std::pair(*offset, bytes)) : std::nullopt;
+}
+
 void restoreBinary(const fs::path& hex)
 {
     std::ifstream lines(hex);
     std::string line;
     std::getline(lines, line);
     if (!line.starts_with(kBinary)) return;
-    const std::uintmax_t size = std::stoull(line.substr(sizeof kBinary - 1));
-    if (size > kLargest)
-        throw Failure(fmt::format("{} stands for {} bytes, more than {}", hex.string(), size, kLargest));
+    const auto size = wholeNumber(line.substr(sizeof kBinary - 1));
+    if (!size || *size > kLargest)
+        throw Failure(fmt::format("{} does not stand for at most {} bytes", hex.string(), kLargest));
     const fs::path path = fs::path(hex).replace_extension();
+    if (files::present(path))  // a link, which would be followed
+        throw Failure(fmt::format("{} is there beside {}", path.string(), hex.string()));
     std::ofstream file(path, std::ios::binary);
-    while (std::getline(lines, line)) {
-        std::istringstream words(line);
-        std::string word;
-        words >> word;
-        file.seekp(static_cast<std::streamoff>(std::stoull(word, nullptr, 16)));
-        while (words >> word)
-            file.put(static_cast<char>(std::stoi(word, nullptr, 16)));
+    for (int number = 2; std::getline(lines, line); ++number) {
+        const auto part = bytesIn(line);
+        if (!part || part->first > *size || part->second.size() > *size - part->first)
+            throw Failure(
+                fmt::format("line {} of {} is no offset and bytes of {}", number, hex.string(), *size));
+        file.seekp(static_cast<std::streamoff>(part->first));
+        file << part->second;
     }
     file.close();
-    fs::resize_file(path, size);
+    if (!file) throw Failure("cannot write " + path.string());
+    fs::resize_file(path, *size);
+}
+
+/// Pipes would hold up whoever reads them; a file full of holes is huge though its archive is small.
+void refuseHarmful(const fs::directory_entry& entry)
+{
+    const fs::file_status status = entry.symlink_status();
+    const bool plain = fs::is_symlink(status) || fs::is_directory(status) || fs::is_regular_file(status);
+    if (!plain) throw Failure(entry.path().string() + " is no file, directory or link");
+    if (fs::is_regular_file(status) && entry.file_size() > kLargest)
+        throw Failure(fmt::format("{} has more than {} bytes", entry.path().string(), kLargest));
 }
 
 }  // namespace
@@ -210,8 +239,11 @@ void ReportTree::copyDevice(const fs::path& path)
 void restoreBinaries(const fs::path& root)
 {
     std::vector<fs::path> found;
-    for (const auto& entry : fs::recursive_directory_iterator(root))
-        if (entry.is_regular_file() && entry.path().extension() == ".hex") found.push_back(entry.path());
+    for (const auto& entry : fs::recursive_directory_iterator(root)) {
+        refuseHarmful(entry);
+        const bool ours = !entry.is_symlink() && entry.is_regular_file();
+        if (ours && entry.path().extension() == ".hex") found.push_back(entry.path());
+    }
     for (const fs::path& hex : found)
         restoreBinary(hex);
 }

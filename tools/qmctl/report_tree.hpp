@@ -43,7 +43,8 @@ private:
     std::set<std::filesystem::path> done_;
 };
 
-/// Turns every NAME.hex below a directory into the binary file NAME again.
+/// Turns every NAME.hex below a directory into the binary file NAME again; follows no link. A Failure where
+/// something is there that no report holds, as a pipe.
 void restoreBinaries(const std::filesystem::path& root);
 
 /// Paths that exist, "*" standing for any part of one name.

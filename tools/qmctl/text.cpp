@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <charconv>
 #include <cstdlib>
 #include <numeric>
 
@@ -95,9 +96,31 @@ std::string tableRow(const std::vector<std::string>& cells, const std::vector<st
 
 }  // namespace
 
+std::optional<uint64_t> wholeNumber(std::string_view text, int base)
+{
+    uint64_t number = 0;
+    const char* const end = text.data() + text.size();
+    const auto parsed = std::from_chars(text.data(), end, number, base);
+    return parsed.ec == std::errc{} && parsed.ptr == end ? std::optional(number) : std::nullopt;
+}
+
+Json numberOrNull(const std::optional<std::string>& line)
+{
+    const auto number = wholeNumber(line.value_or(""));
+    return number ? Json(*number) : Json();
+}
+
+std::string printable(std::string text)
+{
+    std::ranges::replace_if(
+        text, [](unsigned char letter) { return (letter < ' ' && letter != '\n') || letter == 0x7F; }, '?');
+    return text;
+}
+
 std::string plain(const Json& value)
 {
-    if (value.is_string()) return value.get<std::string>().empty() ? "-" : value.get<std::string>();
+    if (value.is_string())
+        return value.get<std::string>().empty() ? "-" : printable(value.get<std::string>());
     if (value.is_null()) return "-";
     if (value.is_boolean()) return value.get<bool>() ? "yes" : "no";
     if (!value.is_array()) return jsonText(value);

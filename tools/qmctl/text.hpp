@@ -3,6 +3,10 @@
 
 #include "command.hpp"
 
+#include <cstdint>
+#include <optional>
+#include <string_view>
+
 /// Values as text: aligned, wrapped, and coloured where that is wanted.
 namespace qmctl {
 
@@ -14,6 +18,15 @@ struct Column
     bool number = false;  ///< aligned to the right
     bool spare = false;   ///< left out when the table is too wide even so
 };
+
+/// The number that the whole text is, without a sign; nothing for any other text.
+std::optional<uint64_t> wholeNumber(std::string_view text, int base = 10);
+
+/// The same for a line that may be missing, as JSON: null for what is no number.
+Json numberOrNull(const std::optional<std::string>& line);
+
+/// A text without what would drive a terminal: it may come from somebody else's report.
+std::string printable(std::string text);
 
 /// A value as people read it: no quotes, "yes" and "no", "-" for nothing.
 std::string plain(const Json& value);

@@ -3,6 +3,8 @@
 #include "qmctl_command.hpp"
 #include "world.hpp"
 
+#include <termios.h>
+
 namespace {
 
 using namespace qm::test;
@@ -94,8 +96,15 @@ TEST_F(Boards, GetTheirSavedConfigurationBackButNoOtherBoards)
     EXPECT_EQ(0xFE200000U, World::config("0000:01:02.0", 0x10));
     EXPECT_THAT(endOf("pci config 00:03 --restore " + file),
                 HasSubstr("was saved from 1234:11e8 01:02.0, not from"));
-    sandbox::writeFile(file, "{}");
-    EXPECT_THAT(endOf("pci config 01:02 --restore " + file), HasSubstr("holds no configuration"));
+    const std::string sound = sandbox::readFile(file);
+    for (const auto& [right, wrong] : {std::pair(sound, "{}"), std::pair(std::string("\"0x00000000\""), "7"),
+                                       std::pair(std::string("\"0x00000000\""), "\"0x000000000\""),
+                                       std::pair(std::string("0x0"), "zero")}) {
+        const std::size_t at = sound.find(right);
+        ASSERT_NE(std::string::npos, at);
+        sandbox::writeFile(file, std::string(sound).replace(at, right.size(), wrong));
+        EXPECT_THAT(endOf("pci config 01:02 --restore " + file), HasSubstr("holds no configuration"));
+    }
 }
 
 TEST_F(Boards, ThatTheKernelDoesNotGiveAwayAreAFailure)
@@ -123,6 +132,29 @@ TEST_F(Boards, WhoseDisksAreInUseAreNotTakenAway)
     EXPECT_EQ("0", endOf("pci unbind 00:03 --dry-run --force"));
     sandbox::writeFile(disk / "dev", "259:9999\n");
     EXPECT_EQ("0", endOf("pci unbind 00:03 --dry-run"));
+}
+
+TEST(SerialPort, TakesTheSettingsThatWereAskedFor)
+{
+    setenv("SYSTEMD_DEVICE_VERIFY_SYSFS", "0", 1);
+    World world;  // a Zenith
+    world.add(board(0x8086, 0xA33B).at(0, 28, 3).bridgeTo(9, 9)).add(board(0x1B21, 0x1080).at(9, 0));
+    const int controller = posix_openpt(O_RDWR | O_NOCTTY);
+    ASSERT_EQ(0, unlockpt(controller));
+    const int terminal = open(ptsname(controller), O_RDWR | O_NOCTTY);
+    ASSERT_LE(0, terminal);
+    sandbox::freshDirectory("/dev/shm");
+    fs::create_symlink("/proc/self/fd/" + std::to_string(terminal), "/dev/shm/ttyS0");
+    addTty("/sys/class/tty/1", "DEVNAME=shm/ttyS0", "0x3F8");
+
+    EXPECT_EQ("port 1: 19200 baud, 8 data bits, parity none, 2 stop bits, RTS/CTS\n",
+              textOf("serial config 1 --speed 19200 --stop-bits 2 --flow-control"));
+    termios settings{};
+    ASSERT_EQ(0, tcgetattr(terminal, &settings));
+    EXPECT_EQ(B19200, cfgetospeed(&settings));
+    EXPECT_EQ(tcflag_t{CS8 | CSTOPB | CRTSCTS}, settings.c_cflag & (CSIZE | CSTOPB | CRTSCTS | CLOCAL));
+    (void)close(terminal);
+    (void)close(controller);
 }
 
 struct Persistent : testing::Test

@@ -72,21 +72,36 @@ TEST(Report, AnswersAsTheMachineDid)
     EXPECT_EQ(3, after.value.at("doctor"));
 }
 
-TEST(Report, ThatIsMadeToDoHarmReachesNoFileOutside)
+TEST(Report, ThatIsMadeToDoHarmReachesNoFileOutsideAndIsToldWhy)
 {
-    sandbox::freshDirectory("/tmp/quillmark");
     sandbox::freshDirectory("/usr/quillmark");
     sandbox::writeFile("/usr/quillmark/victim", "untouched");
-    const std::string folder = "/tmp/quillmark/r/";
-    sandbox::writeFile(folder + "qmctl/measurements.json", "{}");
-    fs::create_symlink("/usr/quillmark/victim", folder + "trap");
-    sandbox::writeFile(folder + "trap.hex", "# binary file, bytes: 1\n00000000 58\n");
-    ASSERT_EQ(0, std::system((std::string("tar -C /tmp/quillmark -czf ") + kReport + " r").c_str()));
-    const auto open = [] {
-        qmctl::openReport(kReport);
-        return qmctl::Json();
-    };
-    EXPECT_THROW(qmctl::inChild(open), qmctl::Failure);
+    // in the folder that becomes the archive; the reason
+    const std::pair<const char*, const char*> rows[] = {
+        {"ln -s /usr/quillmark/victim trap; printf '# binary file, bytes: 1\\n0 58\\n' >trap.hex",
+         "/tmp/quillmark/report.tar.gz is damaged: /trap is there beside /trap.hex"},
+        {"printf '# binary file, bytes: 1\\n0 123\\n' >a.hex",
+         "line 2 of /a.hex is no offset and bytes of 1"},
+        {"printf '# binary file, bytes: 1\\n1 58\\n' >a.hex", "line 2 of /a.hex is no offset and bytes of 1"},
+        {"echo '# binary file, bytes: many' >a.hex", "/a.hex does not stand for at most"},
+        {"mkfifo proc", "/proc is no file, directory or link"},
+        {"truncate -s 1T proc", "/proc has more than 268435456 bytes"},
+        {"echo '{\"counter_hz\": \"fast\"}' >qmctl/measurements.json", "gives 'counter_hz' as string"},
+        {"rm qmctl/measurements.json; echo changed >victim; "
+         "export TAR_OPTIONS='-P --transform=s,r/victim,r//usr/quillmark/victim,'",
+         "is no report; 'qmctl report' writes one"}};
+    for (const auto& [command, reason] : rows) {
+        sandbox::freshDirectory("/tmp/quillmark");
+        sandbox::writeFile("/tmp/quillmark/r/qmctl/measurements.json", "{}");
+        const std::string archive = std::string("; tar -C .. -Sczf ") + kReport + " r";
+        ASSERT_EQ(0, std::system(("cd /tmp/quillmark/r; " + (command + archive)).c_str()));
+        const auto open = [] {
+            qmctl::openReport(kReport);
+            return qmctl::Json(runQmctl("doctor").status);
+        };
+        EXPECT_THAT([&] { (void)qmctl::inChild(open); },
+                    testing::ThrowsMessage<qmctl::Failure>(HasSubstr(reason)));
+    }
     EXPECT_EQ("untouched", sandbox::readFile("/usr/quillmark/victim"));
 }
 

@@ -175,4 +175,22 @@ TEST(DoctorsTable, EndsInThreeOnlyWithAProblem)
     EXPECT_EQ(kDone, examine(machineOf(good, {3.3e9, true, true, true})).status);
 }
 
+TEST(SavedMeasurements, AreTakenFromAReportAndWrongOnesAreNamed)
+{
+    const auto saved = measurementsIn(R"({"counter_hz": 2000000000, "dma_manager_writable": true})");
+    EXPECT_EQ(2e9, saved.measurements.counterHz);
+    EXPECT_TRUE(saved.measurements.dmaManagerWritable);
+    EXPECT_FALSE(saved.measurements.sharedMemoryWritable);
+    EXPECT_TRUE(saved.cpuTemperature.is_null());
+    EXPECT_EQ(45, measurementsIn(R"({"cpu_temperature": 45})").cpuTemperature);
+    for (const auto& [text, fault] :
+         {std::pair("{", "is no JSON object"), std::pair("[1]", "is no JSON object"),
+          std::pair(R"({"counter_hz": "fast"})", "gives 'counter_hz' as string instead of number"),
+          std::pair(R"({"counter_hz": null})", "gives 'counter_hz' as null instead of number"),
+          std::pair(R"({"cpu_temperature": [45]})", "gives 'cpu_temperature' as array instead of number"),
+          std::pair(R"({"shared_memory_writable": 1})", "as number instead of boolean")})
+        EXPECT_THAT([text = text] { (void)measurementsIn(text); },
+                    testing::ThrowsMessage<Failure>(HasSubstr(fault)));
+}
+
 }  // namespace

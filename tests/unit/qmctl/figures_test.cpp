@@ -84,6 +84,9 @@ TEST(Redaction, TakesOutWhatIsNobodyElsesBusiness)
         EXPECT_EQ(after, redact(before));
         EXPECT_EQ(before, keep(before));
     }
+    const std::string tooLong = "key=" + std::string(200'000, 'x') + "\n";
+    EXPECT_EQ("(200004 bytes in one line, left out)\nquiet", redact(tooLong + "quiet"));
+    EXPECT_EQ(tooLong, keep(tooLong));
 }
 
 }  // namespace
