@@ -69,14 +69,13 @@ TEST_F(SerialPorts, AreConfiguredAsTheTerminalLayerReadsItBack)
 {
     constexpr char kOff[] = "clocal -crtscts", kOn[] = "-clocal crtscts";
     for (const auto& [speed, data, parity, stop, flowControl, shownSpeed, shownFrame, shownStop, shownFlow] :
-         {std::tuple{B50, 1, None, 2, 0, "50", "-parenb -parodd -cmspar cs5", "cstopb", kOff},
+         {std::tuple{unsigned{B50}, 1U, None, 2, 0, "50", "-parenb -parodd -cmspar cs5", "cstopb", kOff},
           {B1200, 2, Even, 1, 7, "1200", "parenb -parodd -cmspar cs6", "-cstopb", kOn},
           {B9600, 3, Odd, 0, 0, "9600", "parenb parodd -cmspar cs7", "-cstopb", kOff},
           {B38400, 4, Mark, 2, 1, "38400", "parenb parodd cmspar cs8", "cstopb", kOn},
           {B57600, 0, Space, 3, 0, "57600", "parenb -parodd cmspar cs8", "-cstopb", kOff},
           {B115200, 5, None, 1, -1, "115200", "-parenb -parodd -cmspar cs8", "-cstopb", kOn}}) {
-        ASSERT_EQ(0, qm_serial_device_config(kCabled, speed, data, static_cast<parity_bits>(parity), stop,
-                                             flowControl));
+        ASSERT_EQ(0, qm_serial_device_config(kCabled, speed, data, parity, stop, flowControl));
         const std::string settings = settingsOf("/dev/ttyS1");
         EXPECT_THAT(settings, StartsWith(fmt::format("speed {} baud ", shownSpeed)));
         EXPECT_THAT(settings,

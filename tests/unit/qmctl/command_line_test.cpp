@@ -20,6 +20,9 @@ TEST(CommandLine, TakesOptionsOfEveryCommandBeforeAndBehindIt)
         EXPECT_EQ("00:03", request.arguments.text("BOARD"));
         EXPECT_EQ(1, request.arguments.whole("--position"));  // by default
     }
+    for (const int bound : {1, 99})
+        EXPECT_EQ(bound,
+                  parseLine(fmt::format("latency --priority {}", bound)).arguments.whole("--priority"));
 }
 
 using WrongInput = testing::TestWithParam<std::pair<const char*, const char*>>;
