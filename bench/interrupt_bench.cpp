@@ -1,6 +1,8 @@
-// The library's share in receiving an interrupt: its wait and enable beside the bare calls, on the board of
-// the virtual target. Only the calls are timed: the interrupt has come before the wait begins.
+// interrupt_bench FOLDER, on the board of the virtual target: the library's wait and enable beside the bare
+// calls. First only the calls are timed, the interrupt having come before the wait begins; then the way from
+// raising it to the end of the wait.
 
+#include "interrupt_latency.hpp"
 #include "table.hpp"
 #include <qm.h>
 
@@ -43,7 +45,7 @@ double timeOf(volatile uint32_t* registers, qm_InterruptContext& context, Wait w
     return microseconds(afterWait - beforeWait + (afterEnable - beforeEnable));
 }
 
-int measure(volatile uint32_t* registers, qm_InterruptContext& context)
+int measureCalls(volatile uint32_t* registers, qm_InterruptContext& context)
 {
     std::vector<double> ours;
     std::vector<double> bare;
@@ -77,8 +79,12 @@ int measure(volatile uint32_t* registers, qm_InterruptContext& context)
 
 }  // namespace
 
-int main()
+int main(int argc, char** argv)
 {
+    if (argc != 2) {
+        (void)std::fputs("usage: qm_interrupt_bench FOLDER\n", stderr);
+        return 2;
+    }
     qm_PCIDevice board{};
     qm_InterruptContext* context = nullptr;
     if (qm_findPciDevice(&board, "EDU", 0x1234, 0x11E8, QM_PCI_ANY_ID, QM_PCI_ANY_ID, 1, 0, -1) != 0 ||
@@ -87,7 +93,9 @@ int main()
         return 1;
     }
     auto* const registers = static_cast<volatile uint32_t*>(qm_mapMemory(&board, 0));
-    const int status = registers == nullptr ? 1 : measure(registers, *context);
+    if (registers == nullptr) return 1;
+    int status = measureCalls(registers, *context);
+    if (status == 0) status = printRows({interruptLatency(registers, *context, argv[1])});
     qm_uio_interruptDetach(context);
     return status;
 }

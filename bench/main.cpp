@@ -20,7 +20,7 @@ public:
     void ReportRuns(const std::vector<Run>& runs) override
     {
         for (const auto& run : runs)
-            if (run.aggregate_name == "median") ns_[run.run_name.function_name] = run.GetAdjustedRealTime();
+            if (run.aggregate_name == "median") ns_[run.run_name.function_name] = run.GetAdjustedCPUTime();
     }
     [[nodiscard]] double ns(const std::string& name) const { return ns_.at(name); }
 

@@ -5,7 +5,7 @@
 # Everything that a fresh Debian 12 needs beyond its base system.
 readonly PACKAGES=(
     build-essential clang clang-format clang-tidy cmake doxygen git libclang-rt-14-dev ninja-build pkg-config
-    libboost-log-dev libcli11-dev libfmt-dev libpci-dev libsystemd-dev nlohmann-json3-dev
+    libboost-log-dev libcli11-dev libfmt-dev libpci-dev libpciaccess-dev libsystemd-dev nlohmann-json3-dev
     abigail-tools dpkg-dev file jq libbenchmark-dev libgmock-dev libgtest-dev perl rt-tests shellcheck
     busybox-static cpio kmod linux-headers-rt-amd64 pciutils qemu-system-x86 udev util-linux xz-utils
 )

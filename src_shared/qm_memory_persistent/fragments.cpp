@@ -90,6 +90,21 @@ std::optional<memDesc> mapFragment(const File& file, uint64_t offset, memDesc* e
     return std::nullopt;
 }
 
+/// Maps an object that has never grown where it is recorded to be, and reads its descriptor there: its size
+/// is known, which saves a mapping. None, and nothing mapped, when it is another one, or damaged.
+std::optional<memDesc> mapSmallObject(const File& file, memDesc* expected)
+{
+    if (expected == nullptr || file.size != kUnit) return std::nullopt;
+    void* const mapping = mapAt(expected, file.descriptor, 0, kUnit);
+    if (mapping == MAP_FAILED) return std::nullopt;
+    if (mapping == expected) {
+        const memDesc desc = *expected;
+        if (desc.size == kUnit && desc.address == mapping && isSound(desc, kUnit)) return desc;
+    }
+    (void)::munmap(mapping, kUnit);
+    return std::nullopt;
+}
+
 void unmap(memDesc* first, std::size_t count)
 {
     const ErrnoKeeper kept;
@@ -134,10 +149,10 @@ bool mapFragments(int object, memDesc* first)
     Chain chain;
     uint32_t recordedSize = 0;
     memDesc* desc = first;
-    // Ends with the file, whatever the fragments' links say: each one takes its share of it. What has been
-    // mapped is not touched, which saves a page fault a fragment.
+    // Ends with the file, whatever the fragments' links say: each one takes its share of it.
     do {
-        const auto found = mapFragment(file, chain.size, desc);
+        auto found = chain.count == 0 ? mapSmallObject(file, desc) : std::nullopt;
+        if (!found) found = mapFragment(file, chain.size, desc);
         if (!found) {
             reportFragment(chain.size);
             unmap(first, chain.count);

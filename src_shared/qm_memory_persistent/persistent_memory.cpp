@@ -72,7 +72,7 @@ void* qm_allocPersistentMemory(const char* name, uint32_t size)
 void* qm_getPersistentMemory(const char* name)
 {
     if (name != nullptr && loadList())
-        if (const Object object = getMemDesc(name)) return object.desc->root;
+        if (const Object object = getMemDesc(name)) return object.desc + 1;  // its root, without touching it
     qm_printf(qm_debug, "Persistent memory not available %s\n", name == nullptr ? "(null)" : name);
     return nullptr;
 }

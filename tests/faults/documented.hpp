@@ -1,5 +1,4 @@
-#ifndef QM_TEST_DOCUMENTED_HPP
-#define QM_TEST_DOCUMENTED_HPP
+#pragma once
 
 #include <fnmatch.h>
 #include <string>
@@ -135,5 +134,3 @@ inline bool mayStayOpen(const std::string& scenario, const std::string& call, co
 }
 
 }  // namespace qm::test
-
-#endif

@@ -1,9 +1,6 @@
-#ifndef QM_TEST_FAULTS_HPP
-#define QM_TEST_FAULTS_HPP
+#pragma once
 
-#include <functional>
-#include <string>
-#include <vector>
+#include "test.hpp"
 
 namespace qm::test {
 
@@ -62,5 +59,3 @@ struct Scenario
 const std::vector<Scenario>& scenarios();
 
 }  // namespace qm::test
-
-#endif

@@ -5,27 +5,9 @@
 #include "faults.hpp"
 
 #include "documented.hpp"
-#include "process.hpp"
-#include <qm.h>
+#include "test.hpp"
 
-#include <boost/log/attributes/value_extraction.hpp>
-#include <boost/log/core.hpp>
-#include <boost/log/expressions/message.hpp>
-#include <boost/log/sinks/basic_sink_backend.hpp>
-#include <boost/log/sinks/sync_frontend.hpp>
-#include <boost/log/trivial.hpp>
-#include <boost/make_shared.hpp>
-#include <fcntl.h>
-#include <sched.h>
-#include <sys/mman.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <chrono>
-#include <cstdlib>
-#include <cstring>
 #include <fnmatch.h>
-#include <fstream>
 #include <random>
 
 namespace qm::test {
@@ -46,21 +28,7 @@ struct Report
 };
 
 /** What is logged: from information on it is a complaint. */
-class Sink : public boost::log::sinks::basic_sink_backend<boost::log::sinks::synchronized_feeding>
-{
-public:
-    void consume(const boost::log::record_view& view)
-    {
-        const auto level = boost::log::extract<boost::log::trivial::severity_level>("Severity", view);
-        lines.append(*view[boost::log::expressions::smessage]) += '\n';
-        if (*level >= boost::log::trivial::info) complains = true;
-        interposer.paused = false;
-        errno = ELIBBAD;  // a careless one
-    }
-
-    static inline std::string lines;
-    static inline bool complains = false;
-};
+auto& logged = *new LogCapture([] { interposer.paused = false; });
 
 /** Open files, and mapped ones that are no programs. */
 std::vector<std::string> held()
@@ -89,6 +57,11 @@ std::string leftBehind(const std::vector<std::string>& before, const std::string
     return complaint;
 }
 
+std::string said()
+{
+    return fmt::format("{}", fmt::join(logged.lines(), "\n"));
+}
+
 /** Whether a failed step tells the reason as it should. */
 std::string withoutReason(const Step& step, long result, int error, const Call& hit)
 {
@@ -102,8 +75,8 @@ std::string withoutReason(const Step& step, long result, int error, const Call& 
         complaint += "result " + std::to_string(result) + '\n';
     if ((step.reason & kText) != 0 && std::string(pQmErrorStr).find(text) == std::string::npos)
         complaint += "error text: " + std::string(pQmErrorStr) + '\n';
-    if ((step.reason & kLog) != 0 && Sink::lines.find(text) == std::string::npos)
-        complaint += "logged: " + Sink::lines + '\n';
+    if ((step.reason & kLog) != 0 && said().find(text) == std::string::npos)
+        complaint += "logged: " + said() + '\n';
     return complaint;
 }
 
@@ -111,8 +84,7 @@ std::string withoutReason(const Step& step, long result, int error, const Call& 
 std::string complaintOf(const std::string& scenario, const Step& step, const Call& hit, int number)
 {
     pQmErrorStr[0] = '\0';
-    Sink::lines.clear();
-    Sink::complains = false;
+    logged.clear();
     bool threw = false;
     long result = 1;
     errno = 0;
@@ -125,14 +97,14 @@ std::string complaintOf(const std::string& scenario, const Step& step, const Cal
     const int error = errno;
     interposer.armed = interposer.paused = false;
     if (threw && (step.reason & kThrows) == 0) return "std::bad_alloc crossed the interface\n";
-    if ((step.reason & kLogged) != 0 && Sink::complains) result = 1;
+    if ((step.reason & kLogged) != 0 && !logged.notes().empty()) result = 1;
     if (hit.step >= 0 && hit.step < number) return {};  // what it is to do with the remains is not known
 
     const std::string outcome = threw         ? "threw"
                                 : result == 0 ? "succeeded"
                                               : "failed with " + std::to_string(result);
     const std::string story =
-        outcome + "; errno " + std::to_string(error) + ", " + pQmErrorStr + "\n" + Sink::lines;
+        outcome + "; errno " + std::to_string(error) + ", " + pQmErrorStr + "\n" + said();
     if (hit.step < 0) return result == 0 ? "" : step.name + (" " + story);
     switch (expectedOutcome(scenario + "/" + step.name, hit.name)) {
         case kAny:
@@ -191,14 +163,10 @@ void silence()
     (void)dup2(nowhere, STDERR_FILENO);
     (void)close(nowhere);
     (void)setenv("SYSTEMD_DEVICE_VERIFY_SYSFS", "0", 1);
-    namespace sinks = boost::log::sinks;
-    boost::log::core::get()->add_sink(
-        boost::make_shared<sinks::synchronous_sink<Sink>>(boost::make_shared<Sink>()));
 }
 
-class Faults : public testing::TestWithParam<Scenario>
+struct Faults : testing::TestWithParam<Scenario>
 {
-protected:
     /** In a world of its own: the run that meets the failure, then one that must succeed. */
     std::string complaintWith(long failAt)
     {
@@ -284,8 +252,7 @@ TEST_P(Faults, AreReportedLeaveNothingOpenAndAreOverWithTheProcess)
     std::printf("%s: %zu of %zu failures, QM_FAULT_SEED=%u\n", GetParam().name, done, all, seed);
 }
 
-INSTANTIATE_TEST_SUITE_P(In, Faults, testing::ValuesIn(scenarios()),
-                         [](const auto& row) { return std::string(row.param.name); });
+INSTANTIATE_TEST_SUITE_P(In, Faults, testing::ValuesIn(scenarios()), byName);
 
 }  // namespace
 

@@ -2,7 +2,7 @@
 // While armed they also play the parts of the kernel that files cannot.
 
 #include "faults.hpp"
-#include "sandbox.hpp"
+#include "world.hpp"
 
 #include <dlfcn.h>
 #include <fcntl.h>
@@ -71,19 +71,8 @@ void obey(int descriptor, const char* bytes, size_t size)
     const std::string text(bytes, size);
     std::error_code none;
     const auto path = fs::read_symlink("/proc/self/fd/" + std::to_string(descriptor), none);
-    char name[64]{};
-    unsigned long length = 0;
     if (path.filename() == "new_id") fs::create_directories("/sys/bus/pci/devices/0000:1a:1f.0/uio/uio7");
-    if (path.filename() == "u-dma-buf-mgr" && std::sscanf(text.c_str(), "delete %63s", name) == 1)
-        fs::remove("/dev/" + std::string(name));
-    if (path.filename() == "u-dma-buf-mgr" &&
-        std::sscanf(text.c_str(), "create %63s %lu\n", name, &length) == 2 && text.back() == '\n') {
-        const fs::path attributes = "/sys/class/u-dma-buf/" + std::string(name);
-        qm::test::sandbox::sparseFile("/dev/" + std::string(name), length);
-        qm::test::sandbox::writeFile(attributes / "sync_mode", "1\n");
-        qm::test::sandbox::writeFile(attributes / "phys_addr", "0x0000000123456000\n");
-        qm::test::sandbox::writeFile(attributes / "size", std::to_string(length) + "\n");
-    }
+    if (path.filename() == "u-dma-buf-mgr" && text.back() == '\n') (void)qm::test::obeyDmaManager(text);
     interposer.armed = true;
 }
 

@@ -2,30 +2,15 @@
 // what they have made.
 
 #include "faults.hpp"
-#include "sandbox.hpp"
+#include "test.hpp"
 #include "world.hpp"
-#include <qm.h>
 #include <slrealtime/Standalone.hpp>
 
-#include <fcntl.h>
 #include <pthread.h>
-#include <sys/mman.h>
-#include <sys/mount.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <atomic>
-#include <cstdlib>
-#include <cstring>
-#include <memory>
-#include <utility>
 
 namespace qm::test {
 
 namespace {
-
-namespace fs = std::filesystem;
 
 const fs::path kBoard = World::directory("0000:1a:1f.0");
 const fs::path kInformation = "/usr/quillmark/sysinfo";
@@ -43,31 +28,12 @@ IoModule ioModule(nx230, 1);
 qm_AxiDevice axi;
 std::vector<std::unique_ptr<slrealtime::Worker>> workers;
 
-void emptyFiles(const std::vector<fs::path>& paths)
-{
-    for (const fs::path& path : paths)
-        sandbox::writeFile(path, "");
-}
-
 void furnishBoard()
 {
     World world;
-    fs::create_directory("/sys/host_proc");
-    if (mount("/proc", "/sys/host_proc", nullptr, MS_BIND | MS_REC, nullptr) != 0) std::abort();
-    sandbox::freshDirectory("/proc");
-    fs::create_symlink("/sys/host_proc/self", "/proc/self");
-    sandbox::freshDirectory("/dev");
-    world.add(board(0x1234, 0x11E8).at(0x1a, 0x1f).word(4, 0x0300).bar(0, 0xF0000000, 4096));
+    addUioBoard(world);
     world.add(board(0x8086, 0x1234).at(0, 1));
-    const fs::path driver = "/sys/bus/pci/drivers/uio_quillmark", uio = "/sys/class/uio/uio7";
-    emptyFiles({driver / "new_id", driver / "bind", "/sys/bus/pci/drivers_probe"});
-    for (const auto& [file, content] : {std::pair{kBoard / "enable", "0\n"},
-                                        {uio / "name", "edu\n"},
-                                        {uio / "device/irq", "16\n"},
-                                        {"/proc/irq/16/smp_affinity_list", "0-2\n"},
-                                        {"/proc/4711/comm", "irq/16-edu\n"},
-                                        {"/dev/uio7", "\1\1\1\1\1\1\1\1"}})
-        sandbox::writeFile(file, content);
+    sandbox::writeFiles({{kBoard / "enable", "0\n"}, {"/sys/bus/pci/drivers_probe", ""}});
     device = {};
 }
 
@@ -93,7 +59,7 @@ void furnishDma()
 {
     sandbox::freshDirectory("/dev");
     sandbox::freshDirectory("/sys");
-    emptyFiles({"/dev/u-dma-buf-mgr", "/dev/qm-udma-buf9"});
+    sandbox::writeFiles({{"/dev/u-dma-buf-mgr", ""}, {"/dev/qm-udma-buf9", ""}});
 }
 
 /** Its bytes are used, but for those of a large block, which may not be the caller's. */
@@ -123,8 +89,7 @@ void furnishModel(const char* tag)
 {
     for (const char* const folder : {"/opt/models", "/tmp/quillmark", "/dev/shm"})
         sandbox::freshDirectory(folder);
-    sandbox::writeFile("/opt/models/a/misc/UUID", "model a\n");
-    sandbox::writeFile("/tmp/quillmark/model_uuid", tag);
+    sandbox::writeFiles({{"/opt/models/a/misc/UUID", "model a\n"}, {"/tmp/quillmark/model_uuid", tag}});
 }
 
 /** A target model: a card behind a root port. */
@@ -139,9 +104,11 @@ World machine(unsigned slot, unsigned function, uint16_t port, uint16_t vendor, 
 void furnishServices()
 {
     (void)machine(19, 1, 0x5AD9, 0x8086, 0x157B);  // a Cube
-    sandbox::writeFile("/sys/devices/system/cpu/isolated", "2-3\n");
-    emptyFiles({"/sys/kernel/qm/rt_cpus", "/sys/kernel/qm/disable_hrtimer",
-                "/sys/firmware/acpi/interrupts/gpe0F", "/sys/devices/platform/kite/mcu/led_pulse_period"});
+    sandbox::writeFiles({{"/sys/devices/system/cpu/isolated", "2-3\n"},
+                         {"/sys/kernel/qm/rt_cpus", ""},
+                         {"/sys/kernel/qm/disable_hrtimer", ""},
+                         {"/sys/firmware/acpi/interrupts/gpe0F", ""},
+                         {"/sys/devices/platform/kite/mcu/led_pulse_period", ""}});
     slrealtime::ModelInfo model;
     model.tasks_.resize(1);
     slrealtime::standalone::setModelInfo(model);
@@ -180,12 +147,9 @@ void furnishEthernet()
     for (const char* const folder : {"/usr/quillmark", "/run/udev/data"})
         sandbox::freshDirectory(folder);
     world.add(board(0x8086, 0x15B7).at(0, 31).classCode(0x020000));
-    const fs::path port = World::directory("0000:00:1f.0"), interface = port / "net/eno1";
-    sandbox::writeFile(interface / "uevent", "INTERFACE=eno1\nIFINDEX=2\n");
-    fs::create_symlink("/sys/class/net", interface / "subsystem");
-    sandbox::writeFile("/run/udev/data/n2", "I:1\n");
-    const fs::path driver = "/sys/bus/pci/drivers/atemsys_pci";
-    emptyFiles({driver / "bind", driver / "unbind", "/sys/bus/pci/drivers_probe"});
+    const fs::path port = World::directory("0000:00:1f.0"), driver = "/sys/bus/pci/drivers/atemsys_pci";
+    addInterface(port, "eno1", "2");
+    sandbox::writeFiles({{driver / "bind", ""}, {driver / "unbind", ""}, {"/sys/bus/pci/drivers_probe", ""}});
     fs::create_symlink(driver, port / "driver");
 }
 
@@ -193,9 +157,9 @@ void furnishIdentity()
 {
     (void)machine(28, 3, 0xA33B, 0x1B21, 0x1080);  // a Zenith
     sandbox::freshDirectory(kInformation);
-    sandbox::writeFile(kInformation / "quillmark_version.txt", "1.2\n");
-    sandbox::writeFile(kInformation / "quillmark_marketingName.txt", "Zenith\n");
-    sandbox::writeFile(kInformation / "ethTranslateFile.txt", "lo:0:Hostlink;");
+    sandbox::writeFiles({{kInformation / "quillmark_version.txt", "1.2\n"},
+                         {kInformation / "quillmark_marketingName.txt", "Zenith\n"},
+                         {kInformation / "ethTranslateFile.txt", "lo:0:Hostlink;"}});
 }
 
 bool makesFolder()
@@ -211,14 +175,10 @@ void furnishSerial()
     sandbox::freshDirectory("/dev");
     world.add(board(0x1B36, 0x0004).at(3, 0x1c));
     const fs::path card = World::directory("0000:03:1c.0");
-    for (const auto& [path, node] : {std::pair<fs::path, std::string>{"/sys/class/tty/1", "ttyS0"},
-                                     {card / "child/S4", "ttyS4"},
-                                     {card / "child/S5", "ttyS5"}}) {
-        sandbox::writeFile(path / "uevent", "DEVNAME=" + node + "\n");
-        sandbox::writeFile(path / "port", "0x3F8\n");
-        fs::create_symlink("/sys/class/tty", path / "subsystem");
-        sandbox::writeFile("/dev/" + node, "");
-    }
+    addTty("/sys/class/tty/1", "DEVNAME=ttyS0", "0x3F8");
+    for (const std::string node : {"S4", "S5"})
+        addTty(card / "child" / node, "DEVNAME=tty" + node);
+    sandbox::writeFiles({{"/dev/ttyS0", ""}, {"/dev/ttyS4", ""}, {"/dev/ttyS5", ""}});
     device.bus = 3, device.slot = 0x1c;
 }
 
@@ -227,14 +187,13 @@ void furnishAxi()
     for (const char* const folder : {"/sys/class", "/proc/irq", "/dev"})
         sandbox::freshDirectory(folder);
     const fs::path uio = "/sys/class/uio/uio1", irq = "/proc/irq/12";
-    for (const auto& [file, content] : {std::pair{fs::path("/sys/class/uio/uio0/name"), "other\n"},
-                                        {uio / "name", "fabric\n"},
-                                        {uio / "maps/map0/addr", "0xa0000"},
-                                        {uio / "maps/map0/offset", "0x0"},
-                                        {uio / "maps/map0/size", "0x1000"},
-                                        {irq / "fabric/x", ""},
-                                        {irq / "smp_affinity_list", "0-3\n"}})
-        sandbox::writeFile(file, content);
+    sandbox::writeFiles({{"/sys/class/uio/uio0/name", "other\n"},
+                         {uio / "name", "fabric\n"},
+                         {uio / "maps/map0/addr", "0xa0000"},
+                         {uio / "maps/map0/offset", "0x0"},
+                         {uio / "maps/map0/size", "0x1000"},
+                         {irq / "fabric/x", ""},
+                         {irq / "smp_affinity_list", "0-3\n"}});
     sandbox::sparseFile("/dev/uio1", 4096);
     axi = {1, "/dev/uio1"};
 }

@@ -2,11 +2,7 @@
 
 #include "input.hpp"
 #include "pci_errors.hpp"
-#include "sandbox.hpp"
 #include "world.hpp"
-#include <qm.h>
-
-#include <algorithm>
 
 namespace {
 

@@ -3,8 +3,6 @@
 #include "../../platform/src/cpu_list.hpp"
 #include "input.hpp"
 
-#include <algorithm>
-
 int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size)
 {
     const auto [text] = qm::fuzz::texts<1>(data, size);

@@ -2,10 +2,6 @@
 
 #include "board.hpp"
 #include "input.hpp"
-#include "sandbox.hpp"
-#include <qm/host_link.h>
-
-#include <vector>
 
 int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size)
 {

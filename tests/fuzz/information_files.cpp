@@ -3,11 +3,6 @@
 #include "input.hpp"
 #include "leftovers.hpp"
 #include "qm_isModelInit/checksum.hpp"
-#include "sandbox.hpp"
-#include <qm/paths.h>
-#include <qm/target.h>
-
-#include <vector>
 
 int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size)
 {

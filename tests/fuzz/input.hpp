@@ -1,13 +1,6 @@
-#ifndef QM_FUZZ_INPUT_HPP
-#define QM_FUZZ_INPUT_HPP
+#pragma once
 
-#include "log_capture.hpp"
-
-#include <array>
-#include <cstddef>
-#include <cstdint>
-#include <cstdlib>
-#include <string>
+#include "test.hpp"
 
 namespace qm::fuzz {
 
@@ -51,5 +44,3 @@ private:
 }  // namespace qm::fuzz
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size);
-
-#endif

@@ -1,5 +1,4 @@
-#ifndef QM_FUZZ_LEFTOVERS_HPP
-#define QM_FUZZ_LEFTOVERS_HPP
+#pragma once
 
 #include <unistd.h>
 
@@ -27,5 +26,3 @@ extern "C" [[gnu::used]] inline int __lsan_is_turned_off()
 {
     return 1;
 }
-
-#endif

@@ -1,5 +1,4 @@
-#ifndef QM_FUZZ_PCI_ERRORS_HPP
-#define QM_FUZZ_PCI_ERRORS_HPP
+#pragma once
 
 extern "C" {
 #include <pci/pci.h>
@@ -45,5 +44,3 @@ extern "C" [[gnu::used]] inline pci_access* pci_alloc()
     access->warning = qm::fuzz::ignoreWarning;
     return access;
 }
-
-#endif

@@ -2,11 +2,7 @@
 
 #include "input.hpp"
 #include "pci_errors.hpp"
-#include "sandbox.hpp"
 #include "world.hpp"
-#include <qm.h>
-
-#include <sys/mman.h>
 
 int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size)
 {

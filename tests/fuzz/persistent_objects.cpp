@@ -5,12 +5,6 @@
 #include "input.hpp"
 #include "qm_memory_persistent/directory.cpp"
 #include "qm_memory_persistent/placement.cpp"
-#include "sandbox.hpp"
-#include <qm/persistent_memory.h>
-
-#include <filesystem>
-#include <fstream>
-#include <map>
 
 namespace {
 

@@ -4,15 +4,6 @@
 #include "input.hpp"
 #include "opened_report.hpp"
 #include "report_tree.hpp"
-#include "sandbox.hpp"
-
-#include <fcntl.h>
-#include <sys/mman.h>
-#include <unistd.h>
-
-#include <cstdio>
-#include <filesystem>
-#include <numeric>
 
 namespace {
 

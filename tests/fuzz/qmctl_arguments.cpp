@@ -3,8 +3,6 @@
 #include "command_line.hpp"
 #include "input.hpp"
 
-#include <vector>
-
 int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size)
 try {
     const auto words = qm::fuzz::texts<8>(data, size);

@@ -6,10 +6,6 @@
 #include "input.hpp"
 #include "redaction.hpp"
 #include "report_tree.hpp"
-#include "sandbox.hpp"
-
-#include <algorithm>
-#include <filesystem>
 
 namespace {
 

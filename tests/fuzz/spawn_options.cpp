@@ -1,11 +1,8 @@
 // A program's options on their way to posix_spawn, which is taken over here: nothing is started.
 
 #include "input.hpp"
-#include <qm/lifecycle.h>
 
 #include <spawn.h>
-
-#include <cstring>
 
 extern "C" int posix_spawn(pid_t* child, const char* path, const posix_spawn_file_actions_t* /*actions*/,
                            const posix_spawnattr_t* /*attributes*/, char* const arguments[],

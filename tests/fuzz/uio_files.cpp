@@ -5,16 +5,8 @@
 #include "leftovers.hpp"
 #include "qm_target/cpuid.hpp"
 #include "qm_uio/uio_device.hpp"
-#include "sandbox.hpp"
-#include <qm/cpu_temperature.h>
-#include <qm/dma.h>
-#include <qm/soc.h>
 
-#include <sys/mman.h>
 #include <sys/prctl.h>
-#include <sys/stat.h>
-
-#include <cstdio>
 
 namespace {
 

@@ -19,7 +19,9 @@ namespace logging = boost::log;
 class Backend : public logging::sinks::basic_sink_backend<logging::sinks::synchronized_feeding>
 {
 public:
-    explicit Backend(std::vector<std::string>& lines) : lines_(lines) {}
+    Backend(std::vector<std::string>& lines, std::function<void()> afterEachLine)
+        : lines_(lines), afterEachLine_(std::move(afterEachLine))
+    {}
 
     void consume(const logging::record_view& view)
     {
@@ -28,25 +30,23 @@ public:
         lines_.push_back((severity ? to_string(*severity) : std::string("no severity")) +
                          (channel == 0 ? " " : " [" + std::to_string(channel) + "] ") +
                          *view[logging::expressions::smessage]);
+        afterEachLine_();
         errno = ELIBBAD;
     }
 
 private:
     std::vector<std::string>& lines_;
+    std::function<void()> afterEachLine_;
 };
 
 }  // namespace
 
-LogCapture::LogCapture()
-    : sink_(
-          boost::make_shared<logging::sinks::synchronous_sink<Backend>>(boost::make_shared<Backend>(lines_)))
+LogCapture::LogCapture(std::function<void()> afterEachLine)
 {
-    logging::core::get()->add_sink(sink_);
-}
-
-LogCapture::~LogCapture()
-{
-    logging::core::get()->remove_sink(sink_);
+    using Sink = logging::sinks::synchronous_sink<Backend>;
+    const auto sink = boost::make_shared<Sink>(boost::make_shared<Backend>(lines_, std::move(afterEachLine)));
+    logging::core::get()->add_sink(sink);
+    sink_ = std::shared_ptr<void>(nullptr, [sink](void*) { logging::core::get()->remove_sink(sink); });
 }
 
 std::vector<std::string> LogCapture::notes() const

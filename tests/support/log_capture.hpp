@@ -1,9 +1,7 @@
-#ifndef QM_TEST_LOG_CAPTURE_HPP
-#define QM_TEST_LOG_CAPTURE_HPP
+#pragma once
 
-#include <boost/log/sinks/sink.hpp>
-#include <boost/smart_ptr/shared_ptr.hpp>
-
+#include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -19,8 +17,9 @@ namespace qm::test {
 class LogCapture
 {
 public:
-    LogCapture();
-    ~LogCapture();
+    explicit LogCapture(std::function<void()> afterEachLine = [] {});
+    LogCapture(const LogCapture&) = delete;
+    LogCapture& operator=(const LogCapture&) = delete;
 
     [[nodiscard]] const std::vector<std::string>& lines() const { return lines_; }
 
@@ -31,9 +30,7 @@ public:
 
 private:
     std::vector<std::string> lines_;
-    boost::shared_ptr<boost::log::sinks::sink> sink_;
+    std::shared_ptr<void> sink_;  // removes it at the end
 };
 
 }  // namespace qm::test
-
-#endif

@@ -1,9 +1,9 @@
-#ifndef QM_TEST_PROCESS_HPP
-#define QM_TEST_PROCESS_HPP
+#pragma once
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -33,6 +33,17 @@ std::string standardOutputOf(Function act)
     return testing::internal::GetCapturedStdout();
 }
 
+/** What a shell command writes to its standard output; the test fails when the command does. */
+inline std::string outputOf(const std::string& command)
+{
+    std::FILE* const pipe = popen(command.c_str(), "re");
+    std::string output;
+    for (int character = 0; pipe != nullptr && (character = std::fgetc(pipe)) != EOF;)
+        output += static_cast<char>(character);
+    EXPECT_TRUE(pipe != nullptr && pclose(pipe) == 0) << command << '\n' << output;
+    return output;
+}
+
 template <typename Function>
 std::string standardErrorOf(Function act)
 {
@@ -42,5 +53,3 @@ std::string standardErrorOf(Function act)
 }
 
 }  // namespace qm::test
-
-#endif

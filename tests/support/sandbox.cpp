@@ -112,6 +112,12 @@ void writeFile(const fs::path& path, const std::string& content)
     if (!(file << content << std::flush)) throw std::runtime_error("sandbox: cannot write " + path.string());
 }
 
+void writeFiles(const std::vector<std::pair<fs::path, std::string>>& files)
+{
+    for (const auto& [path, content] : files)
+        writeFile(path, content);
+}
+
 void sparseFile(const fs::path& path, std::uintmax_t size)
 {
     writeFile(path, "");

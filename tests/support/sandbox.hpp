@@ -1,8 +1,9 @@
-#ifndef QM_TEST_SANDBOX_HPP
-#define QM_TEST_SANDBOX_HPP
+#pragma once
 
 #include <filesystem>
 #include <string>
+#include <utility>
+#include <vector>
 
 /**
  * Another world for the process under test: empty directories over the paths that the library knows.
@@ -22,11 +23,11 @@ void freshDirectory(const std::filesystem::path& path);
 /** Writes a file below a fresh directory, with the directories on its way. */
 void writeFile(const std::filesystem::path& path, const std::string& content);
 
+void writeFiles(const std::vector<std::pair<std::filesystem::path, std::string>>& files);
+
 /** Makes a file of this size full of holes below a fresh directory. */
 void sparseFile(const std::filesystem::path& path, std::uintmax_t size);
 
 std::string readFile(const std::filesystem::path& path);
 
 }  // namespace qm::test::sandbox
-
-#endif

@@ -3,8 +3,15 @@
 #include "sandbox.hpp"
 
 #include <fmt/core.h>
+#include <sys/mount.h>
+#include <system_error>
+
+#include <cerrno>
+#include <cstdio>
 
 namespace qm::test {
+
+namespace fs = std::filesystem;
 
 constexpr const char* kResource = "{:#018x} {:#018x} {:#018x}\n";
 
@@ -76,13 +83,14 @@ World& World::add(const Board& board)
     }
     resources += fmt::format(kResource, 0, 0, 0);
 
-    sandbox::writeFile(folder / "config", board.config_);
-    sandbox::writeFile(folder / "vendor", fmt::format("0x{:02x}{:02x}\n", byte(1), byte(0)));
-    sandbox::writeFile(folder / "device", fmt::format("0x{:02x}{:02x}\n", byte(3), byte(2)));
-    sandbox::writeFile(folder / "class", fmt::format("0x{:02x}{:02x}{:02x}\n", byte(11), byte(10), byte(9)));
-    sandbox::writeFile(folder / "resource", resources);
-    sandbox::writeFile(folder / "irq", "16\n");
-    sandbox::writeFile(folder / "enable", "1\n");
+    sandbox::writeFiles(
+        {{folder / "config", board.config_},
+         {folder / "vendor", fmt::format("0x{:02x}{:02x}\n", byte(1), byte(0))},
+         {folder / "device", fmt::format("0x{:02x}{:02x}\n", byte(3), byte(2))},
+         {folder / "class", fmt::format("0x{:02x}{:02x}{:02x}\n", byte(11), byte(10), byte(9))},
+         {folder / "resource", resources},
+         {folder / "irq", "16\n"},
+         {folder / "enable", "1\n"}});
     return *this;
 }
 
@@ -103,6 +111,57 @@ uint32_t World::config(const std::string& address, size_t offset)
     for (unsigned i = 0; i < 4; ++i)
         value |= static_cast<uint32_t>(static_cast<unsigned char>(bytes.at(offset + i))) << (8 * i);
     return value;
+}
+
+void addUioBoard(World& world)
+{
+    world.add(board(0x1234, 0x11E8).at(0x1a, 0x1f).word(4, 0x0300).bar(0, 0xF0000000, 4096));
+    fs::create_directory("/sys/host_proc");
+    if (mount("/proc", "/sys/host_proc", nullptr, MS_BIND | MS_REC, nullptr) != 0)
+        throw std::system_error(errno, std::generic_category(), "/sys/host_proc");
+    sandbox::freshDirectory("/proc");
+    fs::create_symlink("/sys/host_proc/self", "/proc/self");
+    sandbox::freshDirectory("/dev");
+    const std::string driver = "/sys/bus/pci/drivers/uio_quillmark/", uio = "/sys/class/uio/uio7/";
+    sandbox::writeFiles({{driver + "new_id", ""},
+                         {driver + "bind", ""},
+                         {uio + "name", "edu\n"},
+                         {uio + "device/irq", "16\n"},
+                         {"/proc/irq/16/smp_affinity_list", "0-2\n"},
+                         {"/proc/4711/comm", "irq/16-edu\n"},
+                         {"/dev/uio7", "\1\1\1\1\1\1\1\1"}});
+}
+
+ssize_t obeyDmaManager(const std::string& command)
+{
+    char name[64]{};
+    unsigned long size = 0;
+    const auto length = static_cast<ssize_t>(command.size());
+    if (std::sscanf(command.c_str(), "delete %63s", name) == 1)
+        return fs::remove("/dev/" + std::string(name)) ? length : -EINVAL;
+    if (std::sscanf(command.c_str(), "create %63s %lu", name, &size) != 2 || size == 0) return -EINVAL;
+    const std::string node = "/dev/" + std::string(name);
+    const std::string attributes = "/sys/class/u-dma-buf/" + std::string(name);
+    sandbox::sparseFile(node, size);
+    fs::permissions(node, fs::perms{0600});
+    sandbox::writeFiles({{attributes + "/sync_mode", "1\n"},
+                         {attributes + "/phys_addr", "0x0000000123456000\n"},
+                         {attributes + "/size", std::to_string(size) + "\n"}});
+    return length;
+}
+
+void addTty(const fs::path& path, const std::string& node, const std::string& port)
+{
+    sandbox::writeFiles({{path / "uevent", node + "\n"}, {path / "port", port + "\n"}});
+    fs::create_symlink("/sys/class/tty", path / "subsystem");
+}
+
+void addInterface(const fs::path& device, const std::string& name, const std::string& index)
+{
+    const fs::path interface = device / "net" / name;
+    sandbox::writeFiles({{interface / "uevent", "INTERFACE=" + name + "\nIFINDEX=" + index + "\n"},
+                         {"/run/udev/data/n" + index, "I:1\n"}});
+    fs::create_symlink("/sys/class/net", interface / "subsystem");
 }
 
 }  // namespace qm::test

@@ -1,5 +1,6 @@
-#ifndef QM_TEST_WORLD_HPP
-#define QM_TEST_WORLD_HPP
+#pragma once
+
+#include <sys/types.h>
 
 #include <array>
 #include <cstdint>
@@ -36,7 +37,7 @@ public:
     [[nodiscard]] std::string address() const;
 
 private:
-    friend class World;
+    friend struct World;
     struct Resource
     {
         uint64_t start, size;
@@ -56,9 +57,8 @@ inline Board board(uint16_t vendor, uint16_t device)
 }
 
 /** The computer's PCI boards: an empty /sys with the boards that are added. */
-class World
+struct World
 {
-public:
     World();
 
     World& add(const Board& board);
@@ -71,6 +71,17 @@ public:
     static uint32_t config(const std::string& address, size_t offset);
 };
 
-}  // namespace qm::test
+/**
+ * Adds a board 1234:11e8 at 1a:1f.0 and what its UIO driver shows of it: "/dev/uio7" in an empty /dev, its
+ * interrupt 16 with the thread 4711 in an empty /proc. It stays to be bound.
+ */
+void addUioBoard(World& world);
 
-#endif
+/** What the manager of DMA buffers does when this is written to it: the result of the write. */
+ssize_t obeyDmaManager(const std::string& command);
+
+/** A terminal, or a device's network interface, as udev shows it. */
+void addTty(const std::filesystem::path& path, const std::string& node, const std::string& port = "0x0");
+void addInterface(const std::filesystem::path& device, const std::string& name, const std::string& index);
+
+}  // namespace qm::test

@@ -1,24 +1,18 @@
 #include "fake_kernel.hpp"
 
-#include <sched.h>
 #include <sys/io.h>
-#include <sys/syscall.h>
-#include <unistd.h>
 
-#include <cerrno>
-#include <filesystem>
 #include <optional>
 
-using qm::test::kernel;
-
 namespace {
+
+using namespace qm::test;
 
 /** Nothing for a write that goes its usual way. */
 std::optional<ssize_t> answer(int descriptor, const void* bytes, size_t size, off_t offset)
 {
     std::error_code none;
-    const std::string path =
-        std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(descriptor), none);
+    const std::string path = fs::read_symlink("/proc/self/fd/" + std::to_string(descriptor), none);
     if (!path.starts_with("/sys/") && !path.starts_with("/dev/u") && !path.starts_with("/proc/irq/"))
         return std::nullopt;
     kernel.writes.emplace_back(path, offset, std::string(static_cast<const char*>(bytes), size));
@@ -45,8 +39,6 @@ int grantOrRefuse()
 }
 
 }  // namespace
-
-#define INTERPOSED extern "C" __attribute__((visibility("default")))
 
 INTERPOSED ssize_t write(int descriptor, const void* bytes, size_t size)
 {

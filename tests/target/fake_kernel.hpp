@@ -1,13 +1,8 @@
-#ifndef QM_TEST_FAKE_KERNEL_HPP
-#define QM_TEST_FAKE_KERNEL_HPP
+#pragma once
+
+#include "test.hpp"
 
 #include <sys/types.h>
-
-#include <functional>
-#include <map>
-#include <string>
-#include <tuple>
-#include <vector>
 
 namespace qm::test {
 
@@ -34,5 +29,3 @@ struct FakeKernel
 inline FakeKernel kernel;
 
 }  // namespace qm::test
-
-#endif

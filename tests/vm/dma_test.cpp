@@ -1,21 +1,14 @@
 // The library's DMA buffers on a real kernel, with a board that moves data.
 
 #include "attached_board.hpp"
-#include "log_capture.hpp"
 #include "machine.hpp"
 
-#include <gmock/gmock.h>
-
-#include <algorithm>
-#include <numeric>
 #include <set>
 #include <span>
-#include <vector>
 
 namespace {
 
-using qm::test::AttachedBoard;
-using testing::ElementsAre;
+using namespace qm::test;
 
 constexpr std::size_t kTwoPages = 8192;
 
@@ -35,15 +28,22 @@ struct Buffer
 std::set<std::string> kernelBuffers()
 {
     std::set<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator("/sys/class/u-dma-buf"))
+    for (const auto& entry : fs::directory_iterator("/sys/class/u-dma-buf"))
         names.insert(entry.path().filename());
     return names;
 }
 
-/// Each test is a process, and its first allocation clears what the one before has left.
-class DmaBuffers : public testing::Test
+/// Asks in vain, and is given no address.
+void expectRefusal(std::size_t size)
 {
-protected:
+    uintptr_t address = 1;
+    EXPECT_EQ(nullptr, qm_allocPhysicalMemory_v2(size, &address));
+    EXPECT_EQ(0U, address);
+}
+
+/// Each test is a process, and its first allocation clears what the one before has left.
+struct DmaBuffers : testing::Test
+{
     void TearDown() override { EXPECT_EQ(0, qm_udmabuf_deleteAllBuffers()); }
 };
 
@@ -64,7 +64,7 @@ TEST_F(DmaBuffers, CarryEveryByteToTheBoardAndBack)
     transfer(to.busAddress, AttachedBoard::Direction::toMemory);
 
     EXPECT_TRUE(std::equal(to.bytes, to.bytes + AttachedBoard::kTransfer, from.bytes));
-    EXPECT_THAT(std::span(to.bytes, kTwoPages).subspan(AttachedBoard::kTransfer), testing::Each(0));
+    EXPECT_THAT(std::span(to.bytes, kTwoPages).subspan(AttachedBoard::kTransfer), Each(0));
 }
 
 TEST_F(DmaBuffers, LieInOnePieceWhereThePageMapSays)
@@ -79,7 +79,7 @@ TEST_F(DmaBuffers, LieInOnePieceWhereThePageMapSays)
 
 TEST_F(DmaBuffers, OfAKilledProcessGoWithTheNextAllocation)
 {
-    qm::test::runAndKill([] {
+    runAndKill([] {
         const Buffer first, second, third;
         return kernelBuffers().size() == 3;
     });
@@ -92,15 +92,11 @@ TEST_F(DmaBuffers, Are256AtMostAndTheLowestFreeNumberIsNext)
 {
     std::vector<Buffer> buffers(256);
     EXPECT_EQ(256U, kernelBuffers().size());
-    uintptr_t address = 1;
-    {
-        const qm::test::LogCapture log;
-        EXPECT_EQ(nullptr, qm_allocPhysicalMemory_v2(1, &address));
-        EXPECT_THAT(log.notes(),
-                    ElementsAre("error QM: Maximum of 256 buffers are supported by the u-dma-buf-mgr.",
-                                "info QM: Could not create buffer."));
-    }
-    EXPECT_EQ(0U, address);
+    const LogCapture log;
+    expectRefusal(1);
+    EXPECT_THAT(log.notes(),
+                ElementsAre("error QM: Maximum of 256 buffers are supported by the u-dma-buf-mgr.",
+                            "info QM: Could not create buffer."));
 
     qm_freePhysicalMemory(buffers[200].bytes);
     qm_freePhysicalMemory(buffers[17].bytes);
@@ -113,20 +109,16 @@ TEST_F(DmaBuffers, Are256AtMostAndTheLowestFreeNumberIsNext)
 TEST_F(DmaBuffers, LargerThanTheKernelHasAreRefusedAndLeaveNothing)
 {
     const Buffer before;
-    uintptr_t address = 1;
-    EXPECT_EQ(nullptr, qm_allocPhysicalMemory_v2(64U << 20, &address));
-    EXPECT_EQ(0U, address);
+    expectRefusal(64U << 20);
     EXPECT_THAT(kernelBuffers(), ElementsAre("qm-udma-buf0"));
 }
 
 TEST_F(DmaBuffers, WithoutTheManagerAreRefusedUntilItIsBack)
 {
-    uintptr_t address = 1;
     {
-        const qm::test::WithoutModule manager("qm_dma_buf");
-        EXPECT_EQ(nullptr, qm_allocPhysicalMemory_v2(1, &address));
+        const WithoutModule manager("qm_dma_buf");
+        expectRefusal(1);
     }
-    EXPECT_EQ(0U, address);
     const Buffer next;
     EXPECT_NE(0U, next.busAddress);
 }

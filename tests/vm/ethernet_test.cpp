@@ -1,17 +1,10 @@
 // Ethernet cards in front of and behind bridges, with the names that the kernel and udev gave them.
 
-#include "rover.hpp"
-
-#include <fmt/ranges.h>
-#include <gmock/gmock.h>
-
-#include <array>
+#include "machine.hpp"
 
 namespace {
 
-using qm::test::contentOf;
-using qm::test::driverOf;
-using qm::test::linesOf;
+using namespace qm::test;
 
 constexpr char kLabels[] = "/usr/quillmark/sysinfo/ethTranslateFile.txt";
 constexpr uint32_t kPort = 3;
@@ -27,7 +20,7 @@ std::string labels(const std::string& nameOfPort3)
 std::string writtenLabels()
 {
     EXPECT_EQ(0, qm_translateEthernetInterfaces());
-    return contentOf(kLabels);
+    return readFile(kLabels);
 }
 
 /// The driver of the port's card, as lspci has it.
@@ -36,12 +29,11 @@ std::vector<std::string> shownDriver()
     return linesOf(std::string("lspci -k -s ") + kPortAddress + " | sed -n 's/.*driver in use: //p'");
 }
 
-class EthernetPorts : public testing::Test
+struct EthernetPorts : testing::Test
 {
-protected:
     EthernetPorts()
     {
-        qm::test::becomeRover();
+        becomeRover();
         linesOf("mkdir -p /usr/quillmark");
     }
 };
@@ -54,16 +46,16 @@ TEST_F(EthernetPorts, HaveTheNamesOfTheKernelAndTheLabelsOfTheirSockets)
 
 TEST_F(EthernetPorts, AreHandedToTheEthercatDriverAndGivenBackToTheirOwn)
 {
-    ASSERT_EQ(0, qm::test::writeOnce("/sys/bus/pci/drivers/atemsys_pci/new_id", "8086 10d3"));
-    ASSERT_THAT(shownDriver(), testing::ElementsAre("e1000e"));
+    ASSERT_EQ(0, writeOnce("/sys/bus/pci/drivers/atemsys_pci/new_id", "8086 10d3"));
+    ASSERT_THAT(shownDriver(), ElementsAre("e1000e"));
 
     EXPECT_EQ(0, qm_configureEthercat(kPort));
-    EXPECT_THAT(shownDriver(), testing::ElementsAre("atemsys_pci"));
+    EXPECT_THAT(shownDriver(), ElementsAre("atemsys_pci"));
     EXPECT_EQ("atemsys_pci", driverOf(kPortAddress));
     EXPECT_EQ(labels(""), writtenLabels());
 
     EXPECT_EQ(0, qm_teardownEthercat(kPort));
-    EXPECT_THAT(shownDriver(), testing::ElementsAre("e1000e"));
+    EXPECT_THAT(shownDriver(), ElementsAre("e1000e"));
     linesOf("udevadm settle");
     EXPECT_EQ(labels("enp8s0"), writtenLabels());
 }

@@ -4,18 +4,9 @@
 #include "attached_board.hpp"
 #include "machine.hpp"
 
-#include <gtest/gtest.h>
-#include <sys/mount.h>
-
-#include <cerrno>
-#include <csignal>
-
 namespace {
 
-using qm::test::AttachedBoard;
-using qm::test::exampleIn;
-using qm::test::kSlot;
-using qm::test::runAndKill;
+using namespace qm::test;
 
 TEST(MissingDriver, FailsTheAttachAndNotTheNextOne)
 {
@@ -23,7 +14,7 @@ TEST(MissingDriver, FailsTheAttachAndNotTheNextOne)
     qm_InterruptContext* context = nullptr;
     ASSERT_EQ(0, qm_uio_createInterruptContext(&context, &board));
     {
-        const qm::test::WithoutModule driver("uio_quillmark");
+        const WithoutModule driver("uio_quillmark");
         EXPECT_EQ(-ENOENT, qm_uio_interruptAttach(context));
         EXPECT_STREQ("INT MAP -> Failed to bind UIO device: No such file or directory\n", pQmErrorStr);
     }

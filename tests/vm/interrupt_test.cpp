@@ -3,23 +3,11 @@
 #include "attached_board.hpp"
 #include "machine.hpp"
 
-#include <gtest/gtest.h>
-#include <sched.h>
-#include <unistd.h>
-
-#include <atomic>
-#include <cerrno>
 #include <future>
 
 namespace {
 
-using qm::test::AttachedBoard;
-using qm::test::contentOf;
-using qm::test::driverOf;
-using qm::test::exampleIn;
-using qm::test::kOtherSlot;
-using qm::test::kSlot;
-using qm::test::linesOf;
+using namespace qm::test;
 
 constexpr char kAddress[] = "00:03.0";
 constexpr char kUioDriver[] = "uio_quillmark";
@@ -89,37 +77,28 @@ TEST(Interrupts, OfTwoBoardsOnOneLineAreTheirOwnAndCountedOnce)
     }
 }
 
-/// A board that Debian's driver "pci-stub" has.
-class Takeover : public testing::TestWithParam<bool>
+/// Of a board that Debian's driver "pci-stub" has.
+TEST(Takeover, FromAnotherDriverWorksAndTheBoardCanBeGivenBack)
 {
-protected:
-    void SetUp() override
-    {
-        linesOf(
+    for (const bool idsAreKnown : {true, false}) {
+        SCOPED_TRACE(idsAreKnown);
+        outputOf(
             "rmmod uio_quillmark && modprobe pci-stub ids=1234:11e8 && insmod /run/modules/uio_quillmark.ko");
         ASSERT_EQ("pci-stub", driverOf(kAddress));
-        const bool idsAreKnown = GetParam();
-        if (idsAreKnown) linesOf("echo 1234 11e8 >/sys/bus/pci/drivers/uio_quillmark/new_id");
+        if (idsAreKnown) outputOf("echo 1234 11e8 >/sys/bus/pci/drivers/uio_quillmark/new_id");
+        {
+            const AttachedBoard board;
+            EXPECT_EQ(kUioDriver, driverOf(kAddress));
+            EXPECT_GT(board.receiveOne(), 0);
+        }
+        EXPECT_EQ("pci-stub", driverOf("00:07.0"));  // nobody asked for that one
+        qm_PCIDevice board = exampleIn(kSlot);
+        EXPECT_EQ(0, qm_pci_unbindDriver(&board));
+        EXPECT_EQ(0, qm_pci_bindDriver(&board, "pci-stub"));
+        EXPECT_EQ("pci-stub", driverOf(kAddress));
+        outputOf("rmmod pci-stub");
     }
-    void TearDown() override { linesOf("rmmod pci-stub"); }
-};
-
-TEST_P(Takeover, FromAnotherDriverWorksAndTheBoardCanBeGivenBack)
-{
-    {
-        const AttachedBoard board;
-        EXPECT_EQ(kUioDriver, driverOf(kAddress));
-        EXPECT_GT(board.receiveOne(), 0);
-    }
-    EXPECT_EQ("pci-stub", driverOf("00:07.0"));  // nobody asked for that one
-    qm_PCIDevice board = exampleIn(kSlot);
-    EXPECT_EQ(0, qm_pci_unbindDriver(&board));
-    EXPECT_EQ(0, qm_pci_bindDriver(&board, "pci-stub"));
-    EXPECT_EQ("pci-stub", driverOf(kAddress));
 }
-
-INSTANTIATE_TEST_SUITE_P(Of, Takeover, testing::Bool(),
-                         [](const auto& row) { return row.param ? "KnownIds" : "NewIds"; });
 
 int priorityOf(pid_t thread)
 {
@@ -136,30 +115,24 @@ bool runsOnlyOn(int cpu, pid_t thread)
     return CPU_COUNT(&cpus) == 1 && CPU_ISSET(cpu, &cpus);
 }
 
-struct Placement
-{
-    bool isModelTrigger;
-    int priority, cpu;
-};
-
 TEST(InterruptThread, HasItsPriorityAndCpuUntilItIsDetached)
 {
     const AttachedBoard other(kOtherSlot);
-    for (const Placement& placement : {Placement{true, 90, 1}, Placement{false, 61, 2}}) {
-        SCOPED_TRACE(placement.priority);
+    for (const auto& [isModelTrigger, priority, cpu] : {std::tuple{true, 90, 1}, {false, 61, 2}}) {
+        SCOPED_TRACE(priority);
         AttachedBoard board;
         const pid_t thread = board.interruptThread();
         ASSERT_EQ(50, priorityOf(thread));
-        board.context()->isModelTrigger = placement.isModelTrigger;
+        board.context()->isModelTrigger = isModelTrigger;
         board.context()->priority = 60;
 
         ASSERT_EQ(0, qm_uio_setIrqProps(board.context())) << pQmErrorStr;
-        EXPECT_EQ(placement.priority, priorityOf(thread));
+        EXPECT_EQ(priority, priorityOf(thread));
         EXPECT_EQ(50, priorityOf(other.interruptThread()));
-        EXPECT_EQ(std::to_string(placement.cpu) + "\n", board.affinity());
+        EXPECT_EQ(std::to_string(cpu) + "\n", board.affinity());
         for (int i = 0; i < 3; ++i)  // the kernel moves interrupt and thread when the next ones come
             EXPECT_GT(board.receiveOne(), 0);
-        EXPECT_TRUE(runsOnlyOn(placement.cpu, thread));
+        EXPECT_TRUE(runsOnlyOn(cpu, thread));
 
         board.detach();
         EXPECT_EQ(50, priorityOf(thread));
@@ -179,7 +152,7 @@ struct Waiter
     }
     void awaitBlocked() const
     {
-        while (thread == 0 || contentOf("/proc/self/task/" + std::to_string(thread) + "/wchan") != "uio_read")
+        while (thread == 0 || readFile("/proc/self/task/" + std::to_string(thread) + "/wchan") != "uio_read")
             ::sched_yield();
     }
 };

@@ -3,19 +3,11 @@
 
 #include "machine.hpp"
 
-#include <fmt/core.h>
-#include <gmock/gmock.h>
-
-#include <array>
 #include <span>
 
 namespace {
 
-using qm::test::address;
-using qm::test::contentOf;
-using qm::test::driverOf;
-using qm::test::folderOf;
-using qm::test::linesOf;
+using namespace qm::test;
 
 /// The only board with these identifiers; the test fails without one.
 qm_PCIDevice findBoard(uint16_t vendor, uint16_t device)
@@ -37,13 +29,13 @@ TEST(Board, IsFoundWhereTheKernelListsItAndAnswersAsDocumented)
     EXPECT_EQ(kBoardAddress, address(board.bus, board.slot));
     EXPECT_THAT(
         linesOf(fmt::format("lspci -v -s {} | grep -o 'Memory at [0-9a-f]*.*size=1M'", kBoardAddress)),
-        testing::ElementsAre(testing::StartsWith(fmt::format("Memory at {:x} ", board.BaseAddress[0]))));
+        ElementsAre(StartsWith(fmt::format("Memory at {:x} ", board.BaseAddress[0]))));
     EXPECT_EQ(1U << 20, board.Length[0]);
 
-    EXPECT_EQ("0\n", contentOf(folderOf(kBoardAddress) / "enable"));
+    EXPECT_EQ("0\n", readFile(folderOf(kBoardAddress) / "enable"));
     auto* const registers = static_cast<volatile uint32_t*>(qm_mapMemory(&board, 0));
     ASSERT_NE(nullptr, registers);
-    EXPECT_EQ("1\n", contentOf(folderOf(kBoardAddress) / "enable"));
+    EXPECT_EQ("1\n", readFile(folderOf(kBoardAddress) / "enable"));
     EXPECT_EQ(0x010000EDU, registers[0x00 / 4]);  // identification: version 1.0
     registers[0x04 / 4] = 0x12345678;
     EXPECT_EQ(~0x12345678U, registers[0x04 / 4]);

@@ -1,14 +1,12 @@
 // Real ports: the PCI configuration mechanism, through which the example board at 00:03.0 shows itself.
 
-#include <qm.h>
+#include "test.hpp"
 
-#include <gtest/gtest.h>
-#include <unistd.h>
-
-#include <csignal>
 #include <future>
 
 namespace {
+
+using namespace qm::test;
 
 constexpr uintptr_t kAddressPort = 0xCF8, kDataPort = 0xCFC;
 constexpr uint32_t kExample = 0x80000000U | 3U << 11;
@@ -44,7 +42,7 @@ TEST(OtherPort, EndsTheProcessThatHasNotAskedForIt)
         ::_exit(0);
     };
     for (const uintptr_t port : {0xCF4U, 0xCF9U, 0xCFDU})
-        EXPECT_EXIT(readFrom(port), testing::ExitedWithCode(kFaulted), "") << port;
+        EXPECT_EXIT(readFrom(port), ExitedWithCode(kFaulted), "") << port;
 }
 
 }  // namespace

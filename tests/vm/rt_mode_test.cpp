@@ -1,15 +1,12 @@
 // Real-time mode of a machine that takes itself for a target, with the kernel's own control files.
 
-#include "log_capture.hpp"
 #include "machine.hpp"
 #include <slrealtime/Standalone.hpp>
 
-#include <gmock/gmock.h>
-
 namespace {
 
-using qm::test::contentOf;
-using qm::test::writeOnce;
+using namespace qm::test;
+
 using slrealtime::TimingMode;
 using slrealtime::TriggerMode;
 
@@ -20,48 +17,41 @@ constexpr char kEventRefused[] =
     "error QM: failed to write to /sys/firmware/acpi/interrupts/gpe0F: Invalid argument";
 constexpr char kLed[] = "/sys/devices/platform/kite/mcu/led_pulse_period";
 
-struct Model
-{
-    TriggerMode trigger;
-    TimingMode mode;
-    const char* hrtimer;
-    const char* otherHrtimer;
-};
-
 TEST(RealTimeMode, IsEnteredAtStartAndLeftAtStop)
 {
-    qm::test::disguise("00:13.1", 0x8086, 0x5AD9);
-    qm::test::disguise("02:00.0", 0x8086, 0x157B);
+    disguise("00:13.1", 0x8086, 0x5AD9);
+    disguise("02:00.0", 0x8086, 0x157B);
     ASSERT_EQ(Cube, qm_getTargetType());
-    ASSERT_EQ("1\n", contentOf("/sys/devices/system/cpu/isolated"));
+    ASSERT_EQ("1\n", readFile("/sys/devices/system/cpu/isolated"));
 
-    for (const Model& model : {Model{TriggerMode::TIMER, TimingMode::PERIODIC, "0\n", "1\n"},
-                               Model{TriggerMode::INTERRUPT, TimingMode::ASYNCHRONOUS, "1\n", "0\n"},
-                               Model{TriggerMode::POLLING, TimingMode::PERIODIC, "1\n", "0\n"}}) {
-        SCOPED_TRACE(static_cast<int>(model.trigger));
+    for (const auto& [trigger, mode, hrtimer, other] :
+         {std::tuple{TriggerMode::TIMER, TimingMode::PERIODIC, "0\n", "1\n"},
+          {TriggerMode::INTERRUPT, TimingMode::ASYNCHRONOUS, "1\n", "0\n"},
+          {TriggerMode::POLLING, TimingMode::PERIODIC, "1\n", "0\n"}}) {
+        SCOPED_TRACE(static_cast<int>(trigger));
         slrealtime::TaskInfo baseRate;
-        baseRate.trigmode_ = model.trigger;
-        baseRate.mode_ = model.mode;
+        baseRate.trigmode_ = trigger;
+        baseRate.mode_ = mode;
         slrealtime::ModelInfo info;
         info.tasks_ = {baseRate};
         slrealtime::standalone::setModelInfo(info);
         const auto service = slrealtime::standalone::createWorker("QuillmarkRTService");
-        ASSERT_EQ(0, writeOnce(kHrtimer, model.otherHrtimer));
+        ASSERT_EQ(0, writeOnce(kHrtimer, other));
         ASSERT_EQ(0, writeOnce(kRtCpus, "\n"));
 
-        const qm::test::LogCapture log;
+        const LogCapture log;
         service->initialize();
-        EXPECT_EQ("\n", contentOf(kRtCpus));
-        EXPECT_EQ(model.otherHrtimer, contentOf(kHrtimer));
+        EXPECT_EQ("\n", readFile(kRtCpus));
+        EXPECT_EQ(other, readFile(kHrtimer));
         service->start();
-        EXPECT_EQ("1\n", contentOf(kRtCpus));
-        EXPECT_EQ(model.hrtimer, contentOf(kHrtimer));
-        EXPECT_EQ("3000\n", contentOf(kLed));
+        EXPECT_EQ("1\n", readFile(kRtCpus));
+        EXPECT_EQ(hrtimer, readFile(kHrtimer));
+        EXPECT_EQ("3000\n", readFile(kLed));
         service->stop();
-        EXPECT_EQ("\n", contentOf(kRtCpus));
-        EXPECT_EQ(model.hrtimer, contentOf(kHrtimer));
-        EXPECT_EQ("0\n", contentOf(kLed));
-        EXPECT_THAT(log.notes(), testing::ElementsAre(kEventRefused, kEventRefused));
+        EXPECT_EQ("\n", readFile(kRtCpus));
+        EXPECT_EQ(hrtimer, readFile(kHrtimer));
+        EXPECT_EQ("0\n", readFile(kLed));
+        EXPECT_THAT(log.notes(), ElementsAre(kEventRefused, kEventRefused));
     }
 }
 

@@ -1,24 +1,16 @@
 // Serial ports of a RoverV3 on real 16550s: port 2 has a cable to the first channel of a PCI card, nothing is
 // plugged into port 3.
 
-#include "rover.hpp"
+#include "machine.hpp"
 
-#include <fcntl.h>
-#include <fmt/core.h>
-#include <gmock/gmock.h>
 #include <sys/ioctl.h>
-#include <unistd.h>
 
-#include <algorithm>
-#include <cerrno>
-#include <numeric>
 #include <poll.h>
 #include <termios.h>
 
 namespace {
 
-using qm::test::linesOf;
-using testing::HasSubstr;
+using namespace qm::test;
 
 constexpr int kCabled = 2, kUnplugged = 3;
 
@@ -58,10 +50,9 @@ std::string receive(int fd, std::size_t bytes)
     return received;
 }
 
-class SerialPorts : public testing::Test
+struct SerialPorts : testing::Test
 {
-protected:
-    SerialPorts() { qm::test::becomeRover(); }
+    SerialPorts() { becomeRover(); }
 };
 
 TEST(SerialCards, HaveTheirChannelsInTheOrderOfTheNumbersThatTheKernelGave)
@@ -77,28 +68,19 @@ TEST(SerialCards, HaveTheirChannelsInTheOrderOfTheNumbersThatTheKernelGave)
 TEST_F(SerialPorts, AreConfiguredAsTheTerminalLayerReadsItBack)
 {
     constexpr char kOff[] = "clocal -crtscts", kOn[] = "-clocal crtscts";
-    struct Row
-    {
-        unsigned speed, dataBits;
-        int parity, stopBits, flowControl;
-        const char *shownSpeed, *shownFrame, *shownStop, *shownFlow;
-    };
-    for (const Row& row : {
-             Row{B50, 1, None, 2, 0, "50", "-parenb -parodd -cmspar cs5", "cstopb", kOff},
-             Row{B1200, 2, Even, 1, 7, "1200", "parenb -parodd -cmspar cs6", "-cstopb", kOn},
-             Row{B9600, 3, Odd, 0, 0, "9600", "parenb parodd -cmspar cs7", "-cstopb", kOff},
-             Row{B38400, 4, Mark, 2, 1, "38400", "parenb parodd cmspar cs8", "cstopb", kOn},
-             Row{B57600, 0, Space, 3, 0, "57600", "parenb -parodd cmspar cs8", "-cstopb", kOff},
-             Row{B115200, 5, None, 1, -1, "115200", "-parenb -parodd -cmspar cs8", "-cstopb", kOn},
-         }) {
-        ASSERT_EQ(
-            0, qm_serial_device_config(kCabled, row.speed, row.dataBits, static_cast<parity_bits>(row.parity),
-                                       row.stopBits, row.flowControl));
+    for (const auto& [speed, data, parity, stop, flowControl, shownSpeed, shownFrame, shownStop, shownFlow] :
+         {std::tuple{unsigned{B50}, 1U, None, 2, 0, "50", "-parenb -parodd -cmspar cs5", "cstopb", kOff},
+          {B1200, 2, Even, 1, 7, "1200", "parenb -parodd -cmspar cs6", "-cstopb", kOn},
+          {B9600, 3, Odd, 0, 0, "9600", "parenb parodd -cmspar cs7", "-cstopb", kOff},
+          {B38400, 4, Mark, 2, 1, "38400", "parenb parodd cmspar cs8", "cstopb", kOn},
+          {B57600, 0, Space, 3, 0, "57600", "parenb -parodd cmspar cs8", "-cstopb", kOff},
+          {B115200, 5, None, 1, -1, "115200", "-parenb -parodd -cmspar cs8", "-cstopb", kOn}}) {
+        ASSERT_EQ(0, qm_serial_device_config(kCabled, speed, data, parity, stop, flowControl));
         const std::string settings = settingsOf("/dev/ttyS1");
-        EXPECT_THAT(settings, testing::StartsWith(fmt::format("speed {} baud ", row.shownSpeed)));
-        EXPECT_THAT(settings, HasSubstr(fmt::format(" {} -hupcl {} cread {} ", row.shownFrame, row.shownStop,
-                                                    row.shownFlow)));
-        EXPECT_THAT(settings, HasSubstr(row.parity == None ? " -inpck " : " inpck "));
+        EXPECT_THAT(settings, StartsWith(fmt::format("speed {} baud ", shownSpeed)));
+        EXPECT_THAT(settings,
+                    HasSubstr(fmt::format(" {} -hupcl {} cread {} ", shownFrame, shownStop, shownFlow)));
+        EXPECT_THAT(settings, HasSubstr(parity == None ? " -inpck " : " inpck "));
         EXPECT_THAT(settings, HasSubstr(" min = 0  time = 0 "));
         EXPECT_THAT(settings, HasSubstr(" -opost -olcuc -ocrnl onlcr "));
         EXPECT_THAT(settings, HasSubstr(" -isig -icanon -iexten -echo echoe echok "));
@@ -115,7 +97,7 @@ TEST_F(SerialPorts, CarryEveryByteUnchangedInBothDirections)
     ASSERT_EQ(0, qm_serial_device_config(kCabled, B115200, 4, None, 1, 0));
     const int there = ::open(otherEnd.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
     const int here = qm_serial_device_open(kCabled);
-    ASSERT_EQ("/dev/ttyS1", std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(here)));
+    ASSERT_EQ("/dev/ttyS1", fs::read_symlink("/proc/self/fd/" + std::to_string(here)));
 
     ASSERT_EQ(256, ::write(here, bytes.data(), bytes.size()));
     EXPECT_EQ(0, qm_serial_device_flush(kCabled, DrainOnly));
@@ -154,11 +136,11 @@ TEST_F(SerialPorts, WithFlowControlAndNothingPluggedInWaitForNobody)
 
 TEST_F(SerialPorts, ThatVanishAreRefusedAndClosedAndComeBack)
 {
-    const auto driver = std::filesystem::canonical("/sys/class/tty/ttyS1/device/driver");
-    const auto device = std::filesystem::canonical("/sys/class/tty/ttyS1/device").filename().string();
+    const auto driver = fs::canonical("/sys/class/tty/ttyS1/device/driver");
+    const auto device = fs::canonical("/sys/class/tty/ttyS1/device").filename().string();
     const int fd = qm_serial_device_open(kCabled);
     ASSERT_NE(-1, fd);
-    ASSERT_EQ(0, qm::test::writeOnce(driver / "unbind", device));
+    ASSERT_EQ(0, writeOnce(driver / "unbind", device));
 
     EXPECT_EQ(-1, qm_serial_device_flush(kCabled, DrainOnly));
     EXPECT_EQ(EIO, errno);
@@ -167,7 +149,7 @@ TEST_F(SerialPorts, ThatVanishAreRefusedAndClosedAndComeBack)
     EXPECT_EQ(-1, ::fcntl(fd, F_GETFD));
     EXPECT_EQ(0, qm_serial_device_close(kCabled));
 
-    ASSERT_EQ(0, qm::test::writeOnce(driver / "bind", device));
+    ASSERT_EQ(0, writeOnce(driver / "bind", device));
     linesOf("udevadm settle");
     EXPECT_EQ(0, qm_serial_device_config(kCabled, B9600, 4, None, 1, 0));
 }

@@ -1,12 +1,8 @@
 // What a System-on-Chip's drivers use, on a PCI board's UIO device; and the processor's temperature.
 
 #include "attached_board.hpp"
-#include "log_capture.hpp"
 #include "machine.hpp"
 #include "qm_target/cpuid.hpp"
-
-#include <dlfcn.h>
-#include <gmock/gmock.h>
 
 /// The temperature is built in and asks here for the processor, which has the registers and both sensors.
 qm::CpuidLeaf qm::cpuid(uint32_t leaf)
@@ -16,11 +12,13 @@ qm::CpuidLeaf qm::cpuid(uint32_t leaf)
 
 namespace {
 
+using namespace qm::test;
+
 constexpr char kName[] = "qm00030";  // of the example board's UIO device and of its interrupt handler
 
 TEST(UioDevice, IsFoundByItsNameAndItsRegistersAreMapped)
 {
-    const qm::test::AttachedBoard board;
+    const AttachedBoard board;
     qm_AxiDevice device{};
     ASSERT_EQ(0, qm_findAxiDevice(&device, kName)) << pQmErrorStr;
     EXPECT_EQ(board.context()->uioIndex, device.uioIndex);
@@ -35,7 +33,7 @@ TEST(UioDevice, IsFoundByItsNameAndItsRegistersAreMapped)
 
 TEST(UioDevice, HasItsInterruptWhereItWasAskedForUntilThatIsCpu1)
 {
-    const qm::test::AttachedBoard board;
+    const AttachedBoard board;
     for (const auto& [cpu, affinity] : {std::pair{0, "0\n"}, {1, "1\n"}, {0, "1\n"}}) {
         EXPECT_EQ(0, qm_setAxiIrqAffinity(kName, cpu)) << pQmErrorStr;
         EXPECT_EQ(affinity, board.affinity());
@@ -46,21 +44,21 @@ TEST(Temperature, IsRefusedAtEveryCallByAProcessorWithoutASensor)
 {
     auto* const shipped = reinterpret_cast<int (*)()>(::dlsym(RTLD_NEXT, "qm_getCpuTemperature"));
     ASSERT_NE(nullptr, shipped);
-    qm::test::linesOf("modprobe msr");
-    const qm::test::LogCapture log;
+    linesOf("modprobe msr");
+    const LogCapture log;
     EXPECT_EQ(-1, shipped());
     EXPECT_EQ(-1, shipped());
     const std::string refusal = "error QM: CPU temperature readout not supported";
-    EXPECT_THAT(log.lines(), testing::ElementsAre(refusal, refusal));
+    EXPECT_THAT(log.lines(), ElementsAre(refusal, refusal));
 }
 
 TEST(Temperature, ComesFromTheKernelsRegisterDeviceOnceItIsThere)
 {
-    const qm::test::LogCapture log;
-    qm::test::linesOf("modprobe -r msr; udevadm settle");
+    const LogCapture log;
+    linesOf("modprobe -r msr; udevadm settle");
     EXPECT_EQ(-1, qm_getCpuTemperature());
-    EXPECT_THAT(log.lines(), testing::ElementsAre("error QM: /dev/cpu/0/msr doesn't exist."));
-    qm::test::linesOf("modprobe msr; udevadm settle");
+    EXPECT_THAT(log.lines(), ElementsAre("error QM: /dev/cpu/0/msr doesn't exist."));
+    linesOf("modprobe msr; udevadm settle");
     EXPECT_EQ(100, qm_getCpuTemperature());  // the emulated register reads 0 degrees below
 }
 

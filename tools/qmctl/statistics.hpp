@@ -2,13 +2,15 @@
 #define QMCTL_STATISTICS_HPP
 
 #include "command.hpp"
+#include "plot.hpp"
 
 #include <atomic>
 #include <cstdint>
 
 namespace qmctl {
 
-constexpr int kBinsPerDecade = 10;  ///< of a histogram
+using qm::plot::statisticsOf;
+using qm::plot::svgPlot;
 
 /// Times of one kind, in nanoseconds. Recording allocates nothing; one thread records, others may look.
 class Recorder
@@ -36,17 +38,8 @@ private:
     std::atomic<int64_t> most_ = INT64_MIN;
 };
 
-/**
- * Figures of sorted times, in microseconds: "count", "min", "mean", "p50", "p90", "p99", "p99_9", "max", and
- * "histogram", bins of "from", "to", "count", ten a power of ten. Without times only "count".
- */
-Json statisticsOf(const std::vector<int64_t>& sortedTimes);
-
 /// The histogram as lines with bars; rows without times between others are kept.
 std::string textPlot(const std::string& title, const Json& statistics, const Look& look);
-
-/// Histograms one below the other, for a browser or a document.
-std::string svgPlot(const Json& measurements, const std::string& caption);
 
 }  // namespace qmctl
 

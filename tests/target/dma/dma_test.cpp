@@ -1,22 +1,13 @@
 #include "fake_kernel.hpp"
-#include "target_test.hpp"
-
-#include <sys/mount.h>
-
-#include <cstdio>
-#include <fstream>
+#include "world.hpp"
 
 // Present in builds with the address sanitizer: what is allocated in between is not looked for.
 extern "C" void __lsan_disable() __attribute__((weak));
 extern "C" void __lsan_enable() __attribute__((weak));
 
-namespace qm::test {
-
 namespace {
 
-namespace fs = std::filesystem;
-using testing::ElementsAre;
-using Lines = std::vector<std::string>;
+using namespace qm::test;
 
 constexpr uintptr_t kPhysical = 0x123456000;
 const std::string kManager = "/dev/u-dma-buf-mgr";
@@ -24,9 +15,8 @@ const std::string kNode = "/dev/qm-udma-buf0";
 const std::string kAttributes = "/sys/class/u-dma-buf/qm-udma-buf0/";
 
 /** The kernel's manager of buffers, one command a write, in an empty /dev and /sys; buffers are files. */
-class Dma : public TargetTest
+struct Dma : TargetTest
 {
-public:
     Dma()
     {
         sandbox::freshDirectory("/dev");
@@ -39,27 +29,14 @@ public:
         TargetTest::TearDown();
         std::ifstream maps("/proc/self/maps");
         for (std::string line; std::getline(maps, line);)
-            EXPECT_THAT(line, testing::Not(testing::HasSubstr("/dev/qm-udma-buf")));
+            EXPECT_THAT(line, Not(HasSubstr("/dev/qm-udma-buf")));
     }
-
-protected:
     ssize_t obey(const std::string& command)
     {
         commands_.push_back(command);
-        char name[64]{};
-        unsigned long size = 0;
-        const auto length = static_cast<ssize_t>(command.size());
-        if (std::sscanf(command.c_str(), "delete %63s", name) == 1)
-            return fs::remove("/dev/" + std::string(name)) ? length : -EINVAL;
-        if (std::sscanf(command.c_str(), "create %63s %lu", name, &size) != 2 || size == 0) return -EINVAL;
-        const std::string attributes = "/sys/class/u-dma-buf/" + std::string(name);
-        sandbox::sparseFile("/dev/" + std::string(name), size);
-        fs::permissions("/dev/" + std::string(name), fs::perms{0600});
-        sandbox::writeFile(attributes + "/sync_mode", "1\n");
-        sandbox::writeFile(attributes + "/phys_addr", "0x0000000123456000\n");
-        sandbox::writeFile(attributes + "/size", std::to_string(size) + "\n");
-        afterCreate_();
-        return length;
+        const ssize_t result = obeyDmaManager(commands_.back());
+        if (result > 0 && commands_.back().starts_with("create")) afterCreate_();
+        return result;
     }
 
     char* alloc(size_t size = 8192)
@@ -207,5 +184,3 @@ TEST(PhysicalAddress, IsThePagesFrameInThePageMapAndTheOffsetInThePage)
 }
 
 }  // namespace
-
-}  // namespace qm::test

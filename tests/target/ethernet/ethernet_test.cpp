@@ -1,20 +1,13 @@
 #include "fake_kernel.hpp"
 #include "qm_translateEthernetInterfaces/label_string.hpp"
-#include "target_test.hpp"
 #include "world.hpp"
 
-#include <sys/resource.h>
-
-#include <csignal>
 #include <list>
 #include <regex>
 
-namespace qm::test {
-
 namespace {
 
-using testing::ElementsAre;
-namespace fs = std::filesystem;
+using namespace qm::test;
 
 struct Ports
 {
@@ -33,7 +26,7 @@ struct Chassis
 std::string labels(const Chassis& chassis, int target)
 {
     std::list<qm_topo_node> bridges;
-    ethernet::EthernetDevices devices;
+    qm::ethernet::EthernetDevices devices;
     for (const Ports& row : chassis.ports)
         for (const uint32_t bridge : row.bridges) {
             qm_topo_node& parent = bridges.emplace_back();
@@ -41,7 +34,7 @@ std::string labels(const Chassis& chassis, int target)
             devices.push_back({row.bus, row.slot, 0, row.vendor, row.device, row.subVendor, row.subDevice, 0,
                                nullptr, false, 0, 0, bridge == 0 ? nullptr : &parent});
         }
-    const std::string text = ethernet::labelString(devices, static_cast<qm_TargetType>(target));
+    const std::string text = qm::ethernet::labelString(devices, static_cast<qm_TargetType>(target));
     return std::regex_replace(text, std::regex(":[0-9]+:"), "");
 }
 
@@ -125,13 +118,6 @@ void addPorts(World& world)
         world.add(each);
 }
 
-void addInterface(const fs::path& device, const std::string& name, const std::string& index)
-{
-    sandbox::writeFile(device / "net" / name / "uevent", "INTERFACE=" + name + "\nIFINDEX=" + index + "\n");
-    fs::create_symlink("/sys/class/net", device / "net" / name / "subsystem");
-    sandbox::writeFile("/run/udev/data/n" + index, "I:1\n");
-}
-
 TEST_F(TargetTest, EthernetPortsAreWrittenWithTheirInterfacesIndicesAndLabels)
 {
     World world;
@@ -195,12 +181,10 @@ TEST_F(TargetTest, AnEthernetPortIsHandedToTheEthercatDriverAndGivenBack)
     EXPECT_EQ(-1, qm_configureEthercat(7));
     EXPECT_EQ(-1, qm_teardownEthercat(0x80000000));
     EXPECT_THAT(log_.notes(),
-                ElementsAre(testing::HasSubstr("bind file"), testing::HasSubstr("unbind file"),
+                ElementsAre(HasSubstr("bind file"), HasSubstr("unbind file"),
                             "error QM: qm_teardownEthercat: Failed to unbind network device driver",
                             "error QM: qm_configureEthercat: Requested network device index is out of range",
                             "error QM: qm_teardownEthercat: Requested network device index is out of range"));
 }
 
 }  // namespace
-
-}  // namespace qm::test

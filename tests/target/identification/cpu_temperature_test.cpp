@@ -1,7 +1,5 @@
 #include "qm_target/cpuid.hpp"
-#include "target_test.hpp"
-
-#include <sys/stat.h>
+#include "test.hpp"
 
 static uint32_t leaf1Edx = 1U << 5, leaf6Eax = 1U << 6 | 1U << 0;  // a processor with a sensor in its package
 
@@ -14,9 +12,8 @@ qm::CpuidLeaf qm::cpuid(uint32_t leaf)
 namespace qm::test {
 
 /** The sensors of core 0 and of the package say 35 and 127 degrees below; all other bits are set. */
-class CpuTemperature : public TargetTest
+struct CpuTemperature : TargetTest
 {
-protected:
     CpuTemperature() { sandbox::freshDirectory("/dev/cpu/0"); }
 
     /** The temperature and what was logged. */
@@ -53,10 +50,10 @@ TEST_F(CpuTemperature, IsThatOfThePackageOrTheReasonGivenAtEveryCall)
     EXPECT_EQ("-1 error QM: /dev/cpu/0/msr doesn't exist.", read());
     ASSERT_EQ(0, mknod(device_.c_str(), S_IFCHR, 0)) << "a device where none may be";
     EXPECT_EQ("-1 error QM: No permission to open /dev/cpu/0/msr.", read());
-    std::filesystem::remove(device_);
-    std::filesystem::create_symlink("msr", device_);
+    fs::remove(device_);
+    fs::create_symlink("msr", device_);
     EXPECT_EQ("-1 error QM: Unable to open /dev/cpu/0/msr : Too many levels of symbolic links", read());
-    std::filesystem::remove(device_);
+    fs::remove(device_);
     sandbox::writeFile(device_, registers_.substr(1));
     EXPECT_EQ("-1 error QM: Error: Read of register 0x1b1 failed : Input/output error", read());
     sandbox::writeFile(device_, registers_);

@@ -1,4 +1,4 @@
-#include "target_test.hpp"
+#include "test.hpp"
 
 #include <sys/socket.h>
 
@@ -7,7 +7,7 @@
 
 // Instead of the computer's interfaces eno1, with its hardware address last of three, and ib0 with a long
 // one.
-extern "C" __attribute__((visibility("default"))) int getifaddrs(ifaddrs** first) noexcept
+INTERPOSED int getifaddrs(ifaddrs** first) noexcept
 {
     static sockaddr_ll addresses[] = {{AF_INET, 0, 0, 0, 0, 6, "zzzzz"},
                                       {AF_PACKET, 0, 0, 0, 0, 6, "abcdef"},
@@ -22,7 +22,7 @@ extern "C" __attribute__((visibility("default"))) int getifaddrs(ifaddrs** first
     return 0;
 }
 
-extern "C" __attribute__((visibility("default"))) void freeifaddrs(ifaddrs* /*first*/) noexcept {}
+INTERPOSED void freeifaddrs(ifaddrs* /*first*/) noexcept {}
 
 namespace qm::test {
 

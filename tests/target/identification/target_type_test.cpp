@@ -1,13 +1,9 @@
+#include "test.hpp"
 #include "world.hpp"
-#include <qm.h>
-
-#include <gmock/gmock.h>
-
-#include <array>
-
-namespace qm::test {
 
 namespace {
+
+using namespace qm::test;
 
 constexpr uint16_t kIntel = 0x8086;
 
@@ -57,8 +53,7 @@ void addModel(World& world, const Model& model, unsigned cardSlot)
     world.add(board(model.vendor, model.device).at(busBehind(model.slot, model.function), cardSlot));
 }
 
-class TargetModel : public testing::TestWithParam<size_t>
-{};
+using TargetModel = testing::TestWithParam<size_t>;
 
 TEST_P(TargetModel, IsKnownByItsCardAndComesBeforeEveryLaterModelOfTheTable)
 {
@@ -102,8 +97,7 @@ struct Arrangement
     qm_TargetType type = NonQuillmark;
 };
 
-class TargetArrangement : public testing::TestWithParam<Arrangement>
-{};
+using TargetArrangement = testing::TestWithParam<Arrangement>;
 
 TEST_P(TargetArrangement, IsJudgedByTheCardsDirectlyBehindTheRootPorts)
 {
@@ -131,7 +125,7 @@ INSTANTIATE_TEST_SUITE_P(
         Arrangement{"PortOfAnotherVendor", {board(0x8087, 0x1E1E).at(0, 28, 7).bridgeTo(9, 9), card(9)}},
         Arrangement{"PortAtAnotherFunction", rover(28, 6)}, Arrangement{"PortAtAnotherSlot", rover(27, 7)},
         Arrangement{"CardOfAnotherVendor", rover(28, 7, 0x10B6)}),
-    [](const auto& row) { return row.param.name; });
+    byName);
 
 TEST(TargetType, IsLookedUpAnewOnlyWhileNoBoardWasSeen)
 {
@@ -144,5 +138,3 @@ TEST(TargetType, IsLookedUpAnewOnlyWhileNoBoardWasSeen)
 }
 
 }  // namespace
-
-}  // namespace qm::test

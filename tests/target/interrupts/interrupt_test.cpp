@@ -1,13 +1,8 @@
 #include "interrupt_test.hpp"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-
-namespace qm::test {
-
 namespace {
 
-using testing::ElementsAre;
+using namespace qm::test;
 
 const std::string kNewId = kUioDriver + "new_id";
 const std::string kConfig = kBoard + "config";
@@ -23,19 +18,18 @@ TEST_F(InterruptTest, DetachLowersAndPlacesAThreadThatWasNotRaisedHere)
 
 TEST_F(InterruptTest, IdentifiersArePaddedWithBlanks)
 {
-    std::filesystem::remove_all(kBoard + "uio");
+    fs::remove_all(kBoard + "uio");
     context_->pciInfo.VendorId = 0x10;
     context_->pciInfo.DeviceId = 0x1;
     kernel.answers[kNewId] = [] { return giveUioDevice(), 9; };
     EXPECT_EQ(7, qm_uio_bindDeviceToUio(&context_->pciInfo));
     EXPECT_THAT(kernel.writes, ElementsAre(Write{kNewId, -1, "  10    1"}));
-    EXPECT_EQ(std::filesystem::perms{0666}, std::filesystem::status(kNode).permissions());
+    EXPECT_EQ(fs::perms{0666}, fs::status(kNode).permissions());
 }
 
-void replaceByDirectory(const std::string& path)
+auto byDirectory(const std::string& path)
 {
-    std::filesystem::remove(path);
-    std::filesystem::create_directory(path);
+    return [path] { fs::remove(path), fs::create_directory(path); };
 }
 
 /** The kernel's answer to each write into a file. */
@@ -46,7 +40,7 @@ auto answer(const std::string& path, ssize_t result)
 
 auto without(const std::string& path)
 {
-    return [path] { std::filesystem::remove_all(path); };
+    return [path] { fs::remove_all(path); };
 }
 
 struct Obstacle
@@ -54,65 +48,50 @@ struct Obstacle
     const char* name;
     std::function<void()> put;
     int result;
-    std::string text;
-    const char* lastLine = "";
+    std::string lastLine;
+    std::string text = "";  // none: the UIO driver does not have the board, and then does not take it
 };
 
-class Unattachable : public InterruptTest, public testing::WithParamInterface<Obstacle>
+struct Unattachable : InterruptTest, testing::WithParamInterface<Obstacle>
 {};
 
 TEST_P(Unattachable, GivesErrnoAndTheReasonAndCanBeDetached)
 {
-    GetParam().put();
-    EXPECT_EQ(GetParam().result, qm_uio_interruptAttach(context_));
-    EXPECT_EQ(GetParam().text, pQmErrorStr);
-    EXPECT_EQ(GetParam().lastLine, log_.lines().empty() ? "" : log_.lines().back());
+    const auto& [name, put, result, lastLine, text] = GetParam();
+    const std::string unbindable = "INT MAP -> Failed to bind UIO device: ";
+    if (text.empty()) fs::remove_all(kBoard + "uio");
+    put();
+    EXPECT_EQ(result, qm_uio_interruptAttach(context_));
+    EXPECT_EQ(text.empty() ? unbindable + strerror(-result) + "\n" : text, pQmErrorStr);
+    EXPECT_EQ(lastLine.empty() ? "" : "info QM: bindDeviceToUio: " + lastLine,
+              log_.lines().empty() ? "" : log_.lines().back());
 }
 
-/** The UIO driver does not have the board, and then does not take it. */
-Obstacle unbindable(const char* name, const std::function<void()>& put, int result, const char* lastLine = "")
-{
-    return {name,
-            [put] {
-                std::filesystem::remove_all(kBoard + "uio");
-                put();
-            },
-            result, "INT MAP -> Failed to bind UIO device: " + std::string(strerror(-result)) + "\n",
-            lastLine};
-}
+const Obstacle kObstacles[] = {
+    {"TheDriverIsNotLoaded", without(kUioDriver), -ENOENT, "open(new_id) failed: No such file or directory"},
+    {"TheIdentifiersAreRefused", answer(kNewId, -EINVAL), -EINVAL,
+     "write(new_id) failed: Invalid argument (bytes=-1)"},
+    {"TheOtherDriverKeepsIt", byDirectory(kUnbind), -EISDIR, "unbind existing driver failed."},
+    {"TheDriverHasNoBindFile", without(kUioDriver + "bind"), -ENOENT, "bind to uio_quillmark failed."},
+    {"TheDriverDoesNotTakeIt", [] {}, -ENOENT, ""},
+    {"NoUioDeviceIsMade", [] { fs::create_directories(kBoard + "uio/uiox"); }, -ENODEV, ""},
+    {"ItsNodeIsMissing", without(kNode), -ENOENT, "",
+     "INT MAP -> Failed to bind UIO device: No such file or directory\n"},
+    {"ItsNodeCannotBeOpened", byDirectory(kNode), -EISDIR, "",
+     "INT MAP -> Failed to open UIO device /dev/uio7: Is a directory\n"},
+    {"ItsConfigurationIsMissing", without(kConfig), -ENOENT, "",
+     "Failed to open PCI configuration file: No such file or directory\n"},
+    {"ItsConfigurationHasFiveBytes", [] { fs::resize_file(kConfig, 5); }, -EIO, "",
+     "Failed to read upper command byte: Input/output error\n"},
+    {"ItsConfigurationIsReadOnly", answer(kConfig, -EPERM), -EPERM, "",
+     "Failed to write upper command byte: Operation not permitted\n"}};
 
-INSTANTIATE_TEST_SUITE_P(
-    Because, Unattachable,
-    testing::Values(unbindable("TheDriverIsNotLoaded", without(kUioDriver), -ENOENT,
-                               "info QM: bindDeviceToUio: open(new_id) failed: No such file or directory"),
-                    unbindable("TheIdentifiersAreRefused", answer(kNewId, -EINVAL), -EINVAL,
-                               "info QM: bindDeviceToUio: write(new_id) failed: Invalid argument (bytes=-1)"),
-                    unbindable(
-                        "TheOtherDriverKeepsIt", [] { replaceByDirectory(kUnbind); }, -EISDIR,
-                        "info QM: bindDeviceToUio: unbind existing driver failed."),
-                    unbindable("TheDriverHasNoBindFile", without(kUioDriver + "bind"), -ENOENT,
-                               "info QM: bindDeviceToUio: bind to uio_quillmark failed."),
-                    unbindable(
-                        "TheDriverDoesNotTakeIt", [] {}, -ENOENT),
-                    unbindable(
-                        "NoUioDeviceIsMade", [] { std::filesystem::create_directories(kBoard + "uio/uiox"); },
-                        -ENODEV),
-                    Obstacle{"ItsNodeIsMissing", without(kNode), -ENOENT,
-                             "INT MAP -> Failed to bind UIO device: No such file or directory\n"},
-                    Obstacle{"ItsNodeCannotBeOpened", [] { replaceByDirectory(kNode); }, -EISDIR,
-                             "INT MAP -> Failed to open UIO device /dev/uio7: Is a directory\n"},
-                    Obstacle{"ItsConfigurationIsMissing", without(kConfig), -ENOENT,
-                             "Failed to open PCI configuration file: No such file or directory\n"},
-                    Obstacle{"ItsConfigurationHasFiveBytes", [] { std::filesystem::resize_file(kConfig, 5); },
-                             -EIO, "Failed to read upper command byte: Input/output error\n"},
-                    Obstacle{"ItsConfigurationIsReadOnly", answer(kConfig, -EPERM), -EPERM,
-                             "Failed to write upper command byte: Operation not permitted\n"}),
-    [](const auto& row) { return std::string(row.param.name); });
+INSTANTIATE_TEST_SUITE_P(Because, Unattachable, testing::ValuesIn(kObstacles), byName);
 
 TEST_F(InterruptTest, AWaitGivesTheKernelsCountAndNeverASuccessForLess)
 {
     // What is written into the pipe is what the kernel counts.
-    std::filesystem::remove(kNode);
+    fs::remove(kNode);
     ASSERT_EQ(0, mkfifo(kNode.c_str(), 0600));
     ASSERT_EQ(0, qm_uio_interruptAttach(context_));
     ASSERT_EQ(7, write(context_->uiofd, "\x04\x03\x02\x01???", 7));
@@ -176,5 +155,3 @@ TEST_F(InterruptTest, MissingArgumentsAreRefused)
 }
 
 }  // namespace
-
-}  // namespace qm::test

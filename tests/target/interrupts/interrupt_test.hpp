@@ -1,13 +1,8 @@
-#ifndef QM_TEST_INTERRUPT_TEST_HPP
-#define QM_TEST_INTERRUPT_TEST_HPP
+#pragma once
 
 #include "fake_kernel.hpp"
-#include "target_test.hpp"
+#include "test.hpp"
 #include "world.hpp"
-
-#include <sys/mount.h>
-
-#include <cstring>
 
 namespace qm::test {
 
@@ -23,26 +18,15 @@ constexpr pid_t kThread = 4711;
  * A board that the UIO driver has: its node, its interrupt 16 with the thread kThread, three CPUs. At the end
  * the context is detached.
  */
-class InterruptTest : public TargetTest
+struct InterruptTest : TargetTest
 {
-public:
     InterruptTest()
     {
-        std::filesystem::create_directory("/sys/host_proc");
-        EXPECT_EQ(0, mount("/proc", "/sys/host_proc", nullptr, MS_BIND | MS_REC, nullptr));
-        sandbox::freshDirectory("/proc");
-        for (const auto& self : {std::string("self"), std::to_string(getpid())})
-            std::filesystem::create_symlink("/sys/host_proc/" + self, "/proc/" + self);
-        sandbox::freshDirectory("/dev");
-        world_.add(board(0x1234, 0x11E8).at(0x1a, 0x1f).word(4, 0x0300));
-        for (const auto& path : {kUioDriver + "new_id", kUioDriver + "bind", kUnbind, kNode})
-            sandbox::writeFile(path, "");
-        sandbox::writeFile(kUio + "name", "edu\n");
-        sandbox::writeFile(kUio + "device/irq", "16\n");
-        sandbox::writeFile(kAffinity, "0-2\n");
-        sandbox::writeFile("/sys/devices/system/cpu/possible", "0-2\n");
-        sandbox::writeFile("/proc/4711/comm", "irq/16-edu\n");
-        std::filesystem::create_directory_symlink("../../drivers/other", kBoard + "driver");
+        addUioBoard(world_);
+        const std::string self = std::to_string(getpid());
+        fs::create_symlink("/sys/host_proc/" + self, "/proc/" + self);
+        sandbox::writeFiles({{kUnbind, ""}, {"/sys/devices/system/cpu/possible", "0-2\n"}});
+        fs::create_directory_symlink("../../drivers/other", kBoard + "driver");
         giveUioDevice();
 
         qm_PCIDevice device{};
@@ -62,13 +46,9 @@ public:
         TargetTest::TearDown();
     }
 
-    static void giveUioDevice() { std::filesystem::create_directories(kBoard + "uio/uio7"); }
-
-protected:
+    static void giveUioDevice() { fs::create_directories(kBoard + "uio/uio7"); }
     World world_;
     qm_InterruptContext* context_ = nullptr;
 };
 
 }  // namespace qm::test
-
-#endif

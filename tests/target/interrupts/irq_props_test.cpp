@@ -2,21 +2,16 @@
 
 #include <climits>
 
-namespace qm::test {
-
 namespace {
 
-using testing::IsEmpty;
+using namespace qm::test;
 
 using Raised = std::vector<std::pair<pid_t, int>>;
 
 /** The interrupt of "/dev/uio7", and what its thread was given. */
-class IrqProperties : public InterruptTest
+struct IrqProperties : InterruptTest
 {
-public:
     IrqProperties() { context_->uioIndex = 7; }
-
-protected:
     /** Nothing in the list: the threads are left alone. */
     static Raised raisedTo(int priority) { return priority > 0 ? Raised{{kThread, priority}} : Raised{}; }
 
@@ -144,5 +139,3 @@ TEST_F(IrqProperties, NeedAnInterruptNumberThatIsAWholeLineOfUpToFiveDigits)
 }
 
 }  // namespace
-
-}  // namespace qm::test

@@ -1,16 +1,10 @@
-#include "target_test.hpp"
-
-#include <sys/mount.h>
-
-#include <vector>
+#include "test.hpp"
 
 // What the library says of its installation: base directory, version, the lines for the console screen.
 
 namespace {
 
-namespace fs = std::filesystem;
-namespace sandbox = qm::test::sandbox;
-using qm::test::openDescriptors;
+using namespace qm::test;
 
 const fs::path kVersion = "/usr/quillmark/sysinfo/quillmark_version.txt";
 const fs::path kMarketingName = "/usr/quillmark/sysinfo/quillmark_marketingName.txt";

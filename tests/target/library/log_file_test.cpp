@@ -1,12 +1,10 @@
-#include "target_test.hpp"
+#include "test.hpp"
 
-#include <cstdlib>
 #include <ctime>
 
 namespace {
 
-namespace sandbox = qm::test::sandbox;
-using testing::MatchesRegex;
+using namespace qm::test;
 
 constexpr const char* kFile = "/var/log/slrt/qmlog.log";
 
@@ -44,7 +42,7 @@ TEST(LogFile, KeepsWhatItHasAndIsReopenedForEachLineWhichFailsSilently)
     sandbox::writeFile(kFile, "old\n");
     qm_log(qm_info, "m");
     EXPECT_THAT(sandbox::readFile(kFile), MatchesRegex("old\n .*\\[info   \\] m\n"));
-    std::filesystem::remove(kFile);
+    fs::remove(kFile);
     qm_log(qm_info, "m");
     EXPECT_THAT(sandbox::readFile(kFile), MatchesRegex(" .*\\[info   \\] m\n"));
 }

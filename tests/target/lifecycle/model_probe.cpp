@@ -1,20 +1,12 @@
 // model_probe ACT...: a model that does these things and exits. Prints their results, then what it logs,
 // until its end, of first loads and tags, from debug level on.
 
-#include "log_capture.hpp"
-#include <qm.h>
+#include "test.hpp"
 #include <slrealtime/Standalone.hpp>
 
-#include <unistd.h>
-
-#include <csignal>
-#include <cstdio>
-#include <cstdlib>
-#include <map>
-#include <string>
-#include <thread>
-
 namespace {
+
+using namespace qm::test;
 
 auto& logged = *new qm::test::LogCapture;
 

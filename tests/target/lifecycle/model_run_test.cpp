@@ -1,17 +1,8 @@
-#include "sandbox.hpp"
-
-#include <gtest/gtest.h>
-#include <sys/mount.h>
-
-#include <cstdio>
-#include <filesystem>
-#include <string>
-#include <utility>
+#include "test.hpp"
 
 namespace {
 
-namespace fs = std::filesystem;
-namespace sandbox = qm::test::sandbox;
+using namespace qm::test;
 
 const fs::path kTagDirectory = "/tmp/quillmark";
 const fs::path kTag = kTagDirectory / "model_uuid";
@@ -19,9 +10,8 @@ const fs::path kModels = "/opt/models";
 const fs::path kNote = "/dev/shm/note";
 
 /// Models, each a copy of the probe with a UUID of its own; nothing has run yet.
-class ModelRun : public testing::Test
+struct ModelRun : testing::Test
 {
-protected:
     ModelRun()
     {
         for (const fs::path& path : {kTagDirectory, kModels, kNote.parent_path()})
@@ -41,11 +31,7 @@ protected:
     }
     static std::string runProgram(const fs::path& program, const std::string& acts)
     {
-        FILE* const output = popen((program.string() + " " + acts).c_str(), "re");
-        char text[4096]{};
-        const size_t length = fread(text, 1, sizeof text - 1, output);
-        EXPECT_EQ(0, pclose(output)) << text;
-        return {text, length};
+        return outputOf(program.string() + " " + acts);
     }
 };
 

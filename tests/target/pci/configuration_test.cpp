@@ -1,21 +1,14 @@
 #include "pci_test.hpp"
 
-#include <array>
-
-namespace qm::test {
-
 namespace {
 
-using testing::Each;
-using testing::ElementsAre;
-using testing::IsEmpty;
+using namespace qm::test;
 
 constexpr const char* kAddress = "0000:1a:1f.0";
 constexpr uint32_t kUntouched = 0xA5A5A5A5;
 
-class PciConfiguration : public PciTest
+struct PciConfiguration : PciTest
 {
-public:
     PciConfiguration()
     {
         device_.bus = 0x1a;
@@ -30,8 +23,6 @@ public:
             card.dword(0x10 + 4 * i, 0x03020100 + 0x10101010 * i);
         return card;
     }
-
-protected:
     std::array<uint32_t, QM_PCI_CONFIG_SAVE_WORDS + 1> save_{};
 };
 
@@ -72,7 +63,7 @@ TEST_F(PciConfiguration, AMissingBoardIsReportedAndNothingIsTouched)
                             "error QM: PCI header print: device not found (bus: 26 / slot: 31)"));
     EXPECT_THAT(save_, Each(kUntouched));
     EXPECT_THAT(kernel.writes, IsEmpty());
-    EXPECT_THAT(error, testing::Not(testing::HasSubstr("pcilib")));
+    EXPECT_THAT(error, Not(HasSubstr("pcilib")));
 }
 
 TEST_F(PciConfiguration, ShowingARecordLogsThreeColumnsUnderFourTitles)
@@ -94,5 +85,3 @@ TEST_F(PciConfiguration, ShowingARecordLogsThreeColumnsUnderFourTitles)
 }
 
 }  // namespace
-
-}  // namespace qm::test

@@ -1,14 +1,10 @@
 #include "pci_test.hpp"
 
 #include <climits>
-#include <cstring>
-
-namespace qm::test {
 
 namespace {
 
-using testing::ElementsAre;
-using testing::IsEmpty;
+using namespace qm::test;
 
 constexpr uint16_t kVendor = 0x1234;
 constexpr uint16_t kDevice = 0x11E8;
@@ -19,9 +15,8 @@ Board adc()
     return board(kVendor, kDevice);
 }
 
-class PciDiscovery : public PciTest
+struct PciDiscovery : PciTest
 {
-public:
     PciDiscovery() { memset(&device_, 0xA5, sizeof device_); }
 
     int find(int position, int bus, int slot, uint16_t device = kDevice)
@@ -64,7 +59,7 @@ TEST_F(PciDiscovery, AFoundBoardFillsTheNamedFieldsAndNothingElse)
         EXPECT_THAT(device_.BaseAddress, ElementsAre(0xFEB00000, 0xE000, 0x80000000, 0, 0, 0));
         EXPECT_THAT(device_.Length, ElementsAre(0x100000, 0x20, 0x1000, 0, 0, 0));
         EXPECT_EQ(0xA5A5A5A5A5A5A5A5U, reinterpret_cast<uintptr_t>(device_.hdl));
-        EXPECT_THAT(device_.VirtAddress, testing::Each(0xA5A5A5A5A5A5A5A5U));
+        EXPECT_THAT(device_.VirtAddress, Each(0xA5A5A5A5A5A5A5A5U));
     }
 }
 
@@ -100,7 +95,7 @@ TEST_F(PciDiscovery, ExplicitSearchCountsBoardsOfTheSameIdentifiersThatItPassed)
         ASSERT_EQ(0, qmPCI_getDeviceAtSlot(kVendor, kDevice, 1, slot, 2, slot, &device_));
         passed.push_back(device_.pciIdx);
     }
-    EXPECT_THAT(passed, testing::UnorderedElementsAre(0, 1, 2, 3, 4, 5));
+    EXPECT_THAT(passed, UnorderedElementsAre(0, 1, 2, 3, 4, 5));
 }
 
 TEST_F(PciDiscovery, TheFirstAutosearchDecidesWhichBoardsExist)
@@ -114,9 +109,8 @@ TEST_F(PciDiscovery, TheFirstAutosearchDecidesWhichBoardsExist)
     EXPECT_EQ(0, find(1, 1, 2)) << "an explicit search looks anew";
 }
 
-class PciMultiIds : public PciDiscovery
+struct PciMultiIds : PciDiscovery
 {
-public:
     /** Searches with sets (kVendor, device). */
     int find(std::vector<uint16_t> devices, int position, int bus, int slot)
     {
@@ -212,5 +206,3 @@ TEST_F(PciMultiIds, AFailedSearchSaysWhyAndLeavesTheRecordAlone)
 }
 
 }  // namespace
-
-}  // namespace qm::test

@@ -1,10 +1,8 @@
 #include "pci_test.hpp"
 
-namespace qm::test {
-
 namespace {
 
-using testing::ElementsAre;
+using namespace qm::test;
 
 // What the kernel makes of the address is the virtual target's.
 TEST_F(PciTest, ADriverFileThatCannotBeOpenedFailsItsCallButUnbindingFailsNoBinding)
@@ -15,8 +13,8 @@ TEST_F(PciTest, ADriverFileThatCannotBeOpenedFailsItsCallButUnbindingFailsNoBind
     sandbox::writeFile("/sys/bus/pci/drivers/uio/bind", "");
     EXPECT_EQ(0, qm_pci_unbindDriver(&device_)) << "no driver has the board";
     for (const char* directory : {"/sys/bus/pci/drivers/old/unbind", "/sys/bus/pci/drivers_probe"})
-        std::filesystem::create_directories(directory);
-    std::filesystem::create_symlink("../../drivers/old", World::directory("0000:1a:1f.0") / "driver");
+        fs::create_directories(directory);
+    fs::create_symlink("../../drivers/old", World::directory("0000:1a:1f.0") / "driver");
     kernel.writes.clear();
 
     EXPECT_EQ(-1, qm_pci_unbindDriver(&device_));
@@ -47,5 +45,3 @@ TEST_F(PciTest, ADriverOfNoBoardIsRefusedByName)
 }
 
 }  // namespace
-
-}  // namespace qm::test

@@ -1,18 +1,11 @@
 #include "pci_test.hpp"
 
-#include <sys/stat.h>
-
-#include <fstream>
-
-namespace qm::test {
-
 namespace {
 
-using testing::ElementsAre;
+using namespace qm::test;
 
-class PciMapping : public PciTest
+struct PciMapping : PciTest
 {
-public:
     PciMapping()
     {
         device_.bus = 3;
@@ -69,9 +62,9 @@ TEST_F(PciMapping, ABoardThatIsNotEnabledIsEnabledWithASingleCharacterOrMappedWi
     sandbox::writeFile(path, "0\n");
     kernel.answers[path] = [] { return -EPERM; };
     EXPECT_NE(nullptr, qm_mapMemory(&device_, 0));
-    std::filesystem::remove(path);
+    fs::remove(path);
     EXPECT_NE(nullptr, qm_mapMemory(&device_, 0));
-    std::filesystem::create_directory(path);
+    fs::create_directory(path);
     EXPECT_NE(nullptr, qm_mapMemory(&device_, 0));
     EXPECT_EQ("debug QM: Opening: " + file("resource0"), log_.lines().front());
     EXPECT_THAT(log_.notes(),
@@ -91,15 +84,14 @@ TEST_F(PciMapping, ABarThatCannotBeMappedGivesNullAnErrorLineAndTheKernelsErrno)
         const int error = errno;
         EXPECT_EQ(nullptr, registers);
         EXPECT_EQ(expected, error);
-        EXPECT_THAT(log_.notes(),
-                    ElementsAre(testing::AllOf(testing::StartsWith("error QM: "), testing::HasSubstr(text))));
+        EXPECT_THAT(log_.notes(), ElementsAre(AllOf(StartsWith("error QM: "), HasSubstr(text))));
         EXPECT_EQ(addressAfter, device_.VirtAddress[0]);
     };
     record(0, 0xFEB00800, 0x100);
     failsWith(ENOENT, "No such file or directory", 0);  // no physical memory
     ASSERT_EQ(0, mkfifo("/dev/mem", 0600));
     failsWith(ENODEV, "No such device", 0);
-    std::filesystem::remove(file("resource0"));
+    fs::remove(file("resource0"));
     failsWith(ENOENT, "Failed opening PCI device: No such file or directory", 0xBAD);  // though not mapped
 
     log_.clear();
@@ -121,5 +113,3 @@ TEST_F(PciMapping, PortsAreRequestedAndTheirBaseIsReturnedEvenWhenRefused)
 }
 
 }  // namespace
-
-}  // namespace qm::test

@@ -1,15 +1,8 @@
 #include "pci_test.hpp"
 
-#include <algorithm>
-#include <cstdlib>
-
-namespace qm::test {
-
 namespace {
 
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
+using namespace qm::test;
 
 _qm_topo_bridge* bridgeOf(const qm_topo_node& node)
 {
@@ -29,9 +22,8 @@ void release(qm_topo_node* nodes, uint32_t count)
 }
 
 /** A scan of a bus, released as its caller must. */
-class Tree
+struct Tree
 {
-public:
     explicit Tree(uint32_t bus = 0) { count = qm_getPciTopologyAtBus(&nodes, bus); }
     ~Tree() { release(nodes, static_cast<uint32_t>(count)); }
 
@@ -39,9 +31,8 @@ public:
     int count = -1;
 };
 
-class PciTopology : public PciTest
+struct PciTopology : PciTest
 {
-public:
     static std::string printed()
     {
         return standardOutputOf([] {
@@ -149,5 +140,3 @@ TEST_F(PciTopology, LibpciWarnsAgainAfterAScan)
 }
 
 }  // namespace
-
-}  // namespace qm::test

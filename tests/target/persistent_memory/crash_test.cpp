@@ -2,19 +2,7 @@
 // environment is the number of kills, 300 if there is none.
 
 #include "memory_world.hpp"
-#include <qm.h>
 
-#include <sys/mman.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <array>
-#include <atomic>
-#include <csignal>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
-#include <filesystem>
 #include <new>
 #include <random>
 
@@ -93,8 +81,7 @@ int kills()
 
 }  // namespace
 
-class KilledModel : public MemoryWorld
-{};
+using KilledModel = MemoryWorld;
 
 TEST_F(KilledModel, LosesNothingThatItWasGiven)
 {
@@ -127,7 +114,7 @@ TEST_F(KilledModel, LosesNothingThatItWasGiven)
                              << " blocks; status 256: lost, 512: no more";
         run([](LogCapture&) { qm_freePersistentMemory(); });
         for (const auto& stale : sharedObjects())  // made, but killed before it was on the list
-            std::filesystem::remove(pathOf(stale));
+            fs::remove(pathOf(stale));
         journal.count = 0;
     }
     RecordProperty("blocks", static_cast<int>(found));

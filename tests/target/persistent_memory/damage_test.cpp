@@ -1,21 +1,10 @@
 // What a process finds in shared memory may be anything. It is used whole or not at all.
 
 #include "memory_world.hpp"
-#include <qm.h>
-
-#include <gmock/gmock.h>
-
-#include <algorithm>
-#include <filesystem>
 
 namespace qm::test {
 
 namespace {
-
-namespace fs = std::filesystem;
-using testing::AllOf;
-using testing::Contains;
-using testing::HasSubstr;
 
 struct Damage
 {
@@ -129,10 +118,9 @@ TEST_P(Damaged, MemoryIsNotLoadedAndLeftAlone)
             EXPECT_EQ(nullptr, qm_allocPersistentMemory("first", 10));
             EXPECT_THAT(log.lines(), Contains(HasSubstr(GetParam().reason)));
             EXPECT_THAT(log.lines(), Contains(HasSubstr(GetParam().place)));
-            EXPECT_THAT(
-                log.notes(),
-                testing::ElementsAre(testing::MatchesRegex("info QM: Open shared memory .* failed"),
-                                     "error QM: Persistent memory not available: first - creating failed"));
+            EXPECT_THAT(log.notes(),
+                        ElementsAre(MatchesRegex("info QM: Open shared memory .* failed"),
+                                    "error QM: Persistent memory not available: first - creating failed"));
             EXPECT_THAT(log.lines(), Contains("debug QM: PersMem list initialization failed"));
         }
         EXPECT_EQ(nullptr, qm_getPersistentMemory("a"));

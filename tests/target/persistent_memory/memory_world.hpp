@@ -1,14 +1,6 @@
 #pragma once
 
-#include "log_capture.hpp"
-
-#include <gtest/gtest.h>
-
-#include <cstdint>
-#include <functional>
-#include <map>
-#include <string>
-#include <vector>
+#include "test.hpp"
 
 namespace qm::test {
 
@@ -19,28 +11,77 @@ constexpr uint64_t kUnit = 65536;
 
 /** An empty /dev/shm. The test's own process never calls the library: each run of a model is a child of it.
  */
-class MemoryWorld : public testing::Test
+struct MemoryWorld : testing::Test
 {
-protected:
-    MemoryWorld();
+    MemoryWorld() { sandbox::freshDirectory("/dev/shm"); }
 
     /** A run of a model, up to its end. Its failures are this test's. */
-    static void run(const std::function<void(LogCapture& log)>& model);
+    static void run(const std::function<void(LogCapture& log)>& model)
+    {
+        const pid_t child = fork();
+        if (child == 0) {
+            {
+                LogCapture log;
+                model(log);
+            }
+            std::exit(HasFailure() ? 1 : 0);
+        }
+        int status = -1;
+        ASSERT_EQ(child, waitpid(child, &status, 0));
+        ASSERT_EQ(0, status) << "see above, or the run has crashed";
+    }
 };
 
-/** Names in /dev/shm, sorted. */
-std::vector<std::string> sharedObjects();
-std::string pathOf(const std::string& object);
+inline std::string pathOf(const std::string& object)
+{
+    return "/dev/shm/" + object;
+}
 
 /** Names and bytes of all objects. */
 using State = std::map<std::string, std::string>;
-State currentState();
+inline State currentState()
+{
+    State state;
+    for (const auto& entry : fs::directory_iterator("/dev/shm"))
+        state[entry.path().filename()] = sandbox::readFile(entry.path());
+    return state;
+}
+
+/** Names in /dev/shm, sorted. */
+inline Lines sharedObjects()
+{
+    Lines names;
+    for (const auto& entry : fs::directory_iterator("/dev/shm"))
+        names.push_back(entry.path().filename());
+    std::sort(names.begin(), names.end());
+    return names;
+}
 
 /** How many pieces of shared memory this process has mapped. */
-size_t sharedMappings();
+inline size_t sharedMappings()
+{
+    std::ifstream maps("/proc/self/maps");
+    size_t count = 0;
+    for (std::string line; std::getline(maps, line);)
+        count += line.find(" /dev/shm/") == std::string::npos ? 0 : 1;
+    return count;
+}
 
 /** A field of a file in /dev/shm. */
-uint64_t peek(const std::string& object, off_t offset, size_t size = 8);
-void poke(const std::string& object, off_t offset, uint64_t value, size_t size = 8);
+inline uint64_t peek(const std::string& object, off_t offset, size_t size = 8)
+{
+    uint64_t value = 0;
+    const int file = open(pathOf(object).c_str(), O_RDONLY | O_CLOEXEC);
+    EXPECT_EQ(static_cast<ssize_t>(size), pread(file, &value, size, offset)) << object;
+    (void)close(file);
+    return value;
+}
+
+inline void poke(const std::string& object, off_t offset, uint64_t value, size_t size = 8)
+{
+    const int file = open(pathOf(object).c_str(), O_WRONLY | O_CLOEXEC);
+    EXPECT_EQ(static_cast<ssize_t>(size), pwrite(file, &value, size, offset)) << object;
+    (void)close(file);
+}
 
 }  // namespace qm::test

@@ -2,16 +2,8 @@
 // by instruction; later runs open each of them.
 
 #include "memory_world.hpp"
-#include "sandbox.hpp"
-#include <qm.h>
 
 #include <sys/ptrace.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <csignal>
-#include <cstring>
-#include <filesystem>
 
 namespace qm::test {
 
@@ -20,7 +12,7 @@ namespace {
 void restore(const State& state)
 {
     for (const auto& object : sharedObjects())
-        std::filesystem::remove(pathOf(object));
+        fs::remove(pathOf(object));
     for (const auto& [object, bytes] : state)
         sandbox::writeFile(pathOf(object), bytes);
 }

@@ -1,31 +1,18 @@
 // The commands on a faked target, through the library.
 
 #include "qmctl_command.hpp"
-#include "sandbox.hpp"
 #include "world.hpp"
-#include <qm/persistent_memory.h>
 
-#include <fcntl.h>
-#include <gmock/gmock.h>
-#include <unistd.h>
-
-#include <cstdlib>
-#include <cstring>
-#include <filesystem>
-#include <sstream>
 #include <termios.h>
 
 namespace {
 
 using namespace qm::test;
-using testing::HasSubstr;
-using testing::StartsWith;
 
 constexpr char kConfig[] = "/tmp/quillmark/config";  // a place of the sandbox's
 
-class Boards : public testing::Test
+struct Boards : testing::Test
 {
-protected:
     Boards()
     {
         world_.add(board(0x8086, 0xA116).at(0, 0x1C).bridgeTo(1, 1).express(2, 4))
@@ -81,15 +68,9 @@ TEST_F(Boards, AreFoundByPositionAndByPlace)
     EXPECT_THAT(textOf("pci find 01:02"), HasSubstr("  0  memory  0xfe200000   4096\n"));
 }
 
-struct Missing
-{
-    const char* line;
-    const char* end;
-};
-
 TEST_F(Boards, ThatAreNotThereEndInAReason)
 {
-    const Missing rows[] = {
+    const std::pair<const char*, const char*> rows[] = {
         {"pci find 1234:11e8 --position 3", "1 1234:11e8 ID3: Module not found; 'qmctl pci list' shows"},
         {"pci find 00:04", "1 there is no board at 00:04; 'qmctl pci list' shows"},
         {"pci find 12:34:56", "2 BOARD: '12:34:56' is wrong; right is VENDOR:DEVICE"},
@@ -141,11 +122,11 @@ TEST_F(Boards, WhoseDisksAreInUseAreNotTakenAway)
     std::istringstream mount(sandbox::readFile("/proc/self/mountinfo"));
     std::string number;
     mount >> number >> number >> number;  // of a file system that is mounted
-    const std::filesystem::path disk = World::directory("0000:00:03.0") / "block/sda";
+    const fs::path disk = World::directory("0000:00:03.0") / "block/sda";
     sandbox::writeFile(disk / "dev", number + '\n');
-    std::filesystem::create_directories("/sys/class/block");
-    std::filesystem::create_symlink(disk, "/sys/class/block/sda");
-    std::filesystem::create_symlink("/sys/bus/pci/drivers/ahci", World::directory("0000:00:03.0") / "driver");
+    fs::create_directories("/sys/class/block");
+    fs::create_symlink(disk, "/sys/class/block/sda");
+    fs::create_symlink("/sys/bus/pci/drivers/ahci", World::directory("0000:00:03.0") / "driver");
     EXPECT_THAT(endOf("pci unbind 00:03 --dry-run"),
                 StartsWith("1 00:03.0 is the controller of the disk sda, which is in use"));
     EXPECT_EQ("0", endOf("pci unbind 00:03 --dry-run --force"));
@@ -163,10 +144,8 @@ TEST(SerialPort, TakesTheSettingsThatWereAskedFor)
     const int terminal = open(ptsname(controller), O_RDWR | O_NOCTTY);
     ASSERT_LE(0, terminal);
     sandbox::freshDirectory("/dev/shm");
-    std::filesystem::create_symlink("/proc/self/fd/" + std::to_string(terminal), "/dev/shm/ttyS0");
-    sandbox::writeFile("/sys/class/tty/1/uevent", "DEVNAME=shm/ttyS0\n");
-    sandbox::writeFile("/sys/class/tty/1/port", "0x3F8\n");
-    std::filesystem::create_symlink("/sys/class/tty", "/sys/class/tty/1/subsystem");
+    fs::create_symlink("/proc/self/fd/" + std::to_string(terminal), "/dev/shm/ttyS0");
+    addTty("/sys/class/tty/1", "DEVNAME=shm/ttyS0", "0x3F8");
 
     EXPECT_EQ("port 1: 19200 baud, 8 data bits, parity none, 2 stop bits, RTS/CTS\n",
               textOf("serial config 1 --speed 19200 --stop-bits 2 --flow-control"));
@@ -178,9 +157,8 @@ TEST(SerialPort, TakesTheSettingsThatWereAskedFor)
     (void)close(controller);
 }
 
-class Persistent : public testing::Test
+struct Persistent : testing::Test
 {
-protected:
     Persistent()
     {
         sandbox::freshDirectory("/dev/shm");

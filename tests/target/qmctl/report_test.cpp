@@ -3,15 +3,7 @@
 #include "child.hpp"
 #include "opened_report.hpp"
 #include "qmctl_command.hpp"
-#include "sandbox.hpp"
 #include "world.hpp"
-#include <qm/persistent_memory.h>
-
-#include <gmock/gmock.h>
-
-#include <cstdio>
-#include <cstdlib>
-#include <filesystem>
 
 namespace {
 
@@ -28,19 +20,19 @@ void buildTarget()
         .add(board(0x8086, 0x1533).at(1, 0).classCode(0x020000));
     const std::string devices = "/sys/devices/pci0000:00/";
     for (const std::string address : {"0000:00:13.0", "0000:01:00.0"}) {  // as the kernel has it: links
-        std::filesystem::create_directories(devices);
-        std::filesystem::rename(World::directory(address), devices + address);
-        std::filesystem::create_symlink("../../../devices/pci0000:00/" + address, World::directory(address));
+        fs::create_directories(devices);
+        fs::rename(World::directory(address), devices + address);
+        fs::create_symlink("../../../devices/pci0000:00/" + address, World::directory(address));
         sandbox::writeFile(devices + address + "/uevent", "PCI_SLOT_NAME=" + address + "\n");
     }
-    sandbox::writeFile("/sys/bus/pci/drivers/igb/bind", "");
-    std::filesystem::create_symlink("../../../bus/pci/drivers/igb", devices + "0000:01:00.0/driver");
+    fs::create_symlink("../../../bus/pci/drivers/igb", devices + "0000:01:00.0/driver");
     const std::string card = devices + "0000:01:00.0/net/enx525400123456/";
-    sandbox::writeFile(card + "address", std::string(kMac) + "\n");
-    sandbox::writeFile(card + "uevent", "INTERFACE=enx525400123456\n");
-    std::filesystem::create_directories("/sys/class/net");
-    std::filesystem::create_symlink("../../devices/pci0000:00/0000:01:00.0/net/enx525400123456",
-                                    "/sys/class/net/enx525400123456");
+    sandbox::writeFiles({{card + "address", std::string(kMac) + "\n"},
+                         {card + "uevent", "INTERFACE=enx525400123456\n"},
+                         {"/sys/bus/pci/drivers/igb/bind", ""}});
+    fs::create_directories("/sys/class/net");
+    fs::create_symlink("../../devices/pci0000:00/0000:01:00.0/net/enx525400123456",
+                       "/sys/class/net/enx525400123456");
     sandbox::freshDirectory("/usr/quillmark");
     sandbox::writeFile("/usr/quillmark/sysinfo/ethTranslateFile.txt", "enx525400123456:0:Hostlink;");
     sandbox::freshDirectory("/dev/shm");
@@ -59,21 +51,14 @@ std::string answers()
 
 std::string contentOfReport()
 {
-    std::string content;
-    std::FILE* const tar =
-        popen((std::string("tar -xzOf ") + kReport + "; tar -tf " + kReport).c_str(), "re");
-    for (int character = 0; tar != nullptr && (character = std::fgetc(tar)) != EOF;)
-        content += static_cast<char>(character);
-    EXPECT_EQ(0, pclose(tar));
-    return content;
+    return outputOf(std::string("tar -xzOf ") + kReport + "; tar -tf " + kReport);
 }
 
 TEST(Report, AnswersAsTheMachineDid)
 {
     buildTarget();
     const std::string before = answers();
-    EXPECT_THAT(before, testing::AllOf(testing::HasSubstr("Otter"),
-                                       testing::HasSubstr("igb [enx525400123456] = Hostlink")));
+    EXPECT_THAT(before, AllOf(HasSubstr("Otter"), HasSubstr("igb [enx525400123456] = Hostlink")));
     ASSERT_EQ("0", endOf(std::string("report --full --output ") + kReport));
     for (const char* const path : {"/sys", "/dev/shm", "/usr/quillmark"})
         sandbox::freshDirectory(path);
@@ -87,17 +72,12 @@ TEST(Report, AnswersAsTheMachineDid)
     EXPECT_EQ(3, after.value.at("doctor"));
 }
 
-struct Harm
-{
-    const char* command;  // in the folder that becomes the archive
-    const char* reason;
-};
-
 TEST(Report, ThatIsMadeToDoHarmReachesNoFileOutsideAndIsToldWhy)
 {
     sandbox::freshDirectory("/usr/quillmark");
     sandbox::writeFile("/usr/quillmark/victim", "untouched");
-    const Harm rows[] = {
+    // in the folder that becomes the archive; the reason
+    const std::pair<const char*, const char*> rows[] = {
         {"ln -s /usr/quillmark/victim trap; printf '# binary file, bytes: 1\\n0 58\\n' >trap.hex",
          "/tmp/quillmark/report.tar.gz is damaged: /trap is there beside /trap.hex"},
         {"printf '# binary file, bytes: 1\\n0 123\\n' >a.hex",
@@ -120,7 +100,7 @@ TEST(Report, ThatIsMadeToDoHarmReachesNoFileOutsideAndIsToldWhy)
             return qmctl::Json(runQmctl("doctor").status);
         };
         EXPECT_THAT([&] { (void)qmctl::inChild(open); },
-                    testing::ThrowsMessage<qmctl::Failure>(testing::HasSubstr(reason)));
+                    testing::ThrowsMessage<qmctl::Failure>(HasSubstr(reason)));
     }
     EXPECT_EQ("untouched", sandbox::readFile("/usr/quillmark/victim"));
 }

@@ -1,5 +1,4 @@
 #include "fake_kernel.hpp"
-#include "target_test.hpp"
 #include <slrealtime/Standalone.hpp>
 
 #include <set>
@@ -11,19 +10,17 @@ qm_TargetType pretended = Cube;
 }  // namespace
 
 // The service under test asks this one.
-extern "C" __attribute__((visibility("default"))) qm_TargetType qm_getTargetType()
+INTERPOSED qm_TargetType qm_getTargetType()
 {
     return pretended;
 }
 
-namespace qm::test {
-
 namespace {
 
-namespace fs = std::filesystem;
+using namespace qm::test;
+
 using slrealtime::TimingMode;
 using slrealtime::TriggerMode;
-using Lines = std::vector<std::string>;
 
 const std::string kIsolated = "/sys/devices/system/cpu/isolated";
 const std::string kRtCpus = "/sys/kernel/qm/rt_cpus";
@@ -52,9 +49,8 @@ Lines wholeRunBut(size_t at, const std::string& line)
 }
 
 /** A target with all the files that a run touches; a Cube unless another one is pretended. */
-class RtMode : public TargetTest
+struct RtMode : TargetTest
 {
-protected:
     RtMode()
     {
         sandbox::freshDirectory("/sys");
@@ -165,40 +161,34 @@ TEST_F(RtMode, AFileThatIsMissingOrRefusesLeavesTheRestOfTheRunAsItIs)
     const auto notWritten = [](const std::string& file) {
         return "error QM: failed to write to " + file + ": No space left on device";
     };
-    struct Defect
-    {
-        std::string file;
-        std::string content;  // "missing" or "full", which takes no value
-        Lines writes;
-        Lines log;
-    };
     const Lines never = without("rt_c disa");
-    for (const Defect& row :
-         {Defect{kIsolated,
-                 "missing",
-                 never,
-                 {"error QM: failed to read from " + kIsolated + ": No such file or directory"}},
-          Defect{kIsolated, "\n", never, {"error QM: No isolated CPUs found"}},
-          Defect{kIsolated, " 1,3\n2", wholeRunBut(3, "rt_cpus:  1,3\n"), {}},
-          Defect{kRtCpus, "missing", never, {notOpened(kRtCpus)}},
-          Defect{kRtCpus, "full", without("rt_c"), {notWritten(kRtCpus), notWritten(kRtCpus)}},
-          Defect{kHrtimer,
-                 "missing",
-                 {kWholeRun[0], kWholeRun[1], kWholeRun[4], kWholeRun[5], kWholeRun[6]},
-                 {notOpened(kHrtimer)}},
-          Defect{kLed, "full", without("led_"), {}},
-          Defect{kGpe, "missing", without("gpe0"), {notOpened(kGpe), notOpened(kGpe)}},
-          Defect{kGpe, "full", without("gpe0"), {notWritten(kGpe), notWritten(kGpe)}}}) {
-        SCOPED_TRACE(row.file + (" " + row.content));
+    for (const auto& [file, content, writes, log] :
+         {std::tuple<std::string, std::string, Lines, Lines>{
+              kIsolated,
+              "missing",
+              never,
+              {"error QM: failed to read from " + kIsolated + ": No such file or directory"}},
+          {kIsolated, "\n", never, {"error QM: No isolated CPUs found"}},
+          {kIsolated, " 1,3\n2", wholeRunBut(3, "rt_cpus:  1,3\n"), {}},
+          {kRtCpus, "missing", never, {notOpened(kRtCpus)}},
+          {kRtCpus, "full", without("rt_c"), {notWritten(kRtCpus), notWritten(kRtCpus)}},
+          {kHrtimer,
+           "missing",
+           {kWholeRun[0], kWholeRun[1], kWholeRun[4], kWholeRun[5], kWholeRun[6]},
+           {notOpened(kHrtimer)}},
+          {kLed, "full", without("led_"), {}},
+          {kGpe, "missing", without("gpe0"), {notOpened(kGpe), notOpened(kGpe)}},
+          {kGpe, "full", without("gpe0"), {notWritten(kGpe), notWritten(kGpe)}}}) {
+        SCOPED_TRACE(file + " " + content);  // "missing" or "full", which takes no value
         furnish();
-        fs::remove(row.file);
-        if (row.content == "full")
-            fs::create_symlink("/dev/full", row.file);
-        else if (row.content != "missing")
-            sandbox::writeFile(row.file, row.content);
-        EXPECT_EQ(row.writes, run());
-        EXPECT_EQ(row.log, log_.notes());
-        EXPECT_EQ(row.content != "missing", fs::exists(row.file)) << "no file is made";
+        fs::remove(file);
+        if (content == "full")
+            fs::create_symlink("/dev/full", file);
+        else if (content != "missing")
+            sandbox::writeFile(file, content);
+        EXPECT_EQ(writes, run());
+        EXPECT_EQ(log, log_.notes());
+        EXPECT_EQ(content != "missing", fs::exists(file)) << "no file is made";
     }
 }
 
@@ -217,5 +207,3 @@ TEST_F(RtMode, ASecondRunOfTheSameServiceStartsAfresh)
 }
 
 }  // namespace
-
-}  // namespace qm::test

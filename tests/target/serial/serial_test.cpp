@@ -1,13 +1,7 @@
 #include "qm_serial_device/machines.hpp"
-#include "target_test.hpp"
+#include "test.hpp"
 #include "world.hpp"
 
-#include <fcntl.h>
-#include <fmt/ranges.h>
-#include <sys/stat.h>
-
-#include <functional>
-#include <map>
 #include <termios.h>
 
 static std::vector<std::string> calls;  // of the terminal layer, which is this program's own
@@ -19,8 +13,6 @@ static int answer(const std::string& call)
     errno = refusal;
     return refusal == 0 ? 0 : -1;
 }
-
-#define INTERPOSED extern "C" __attribute__((visibility("default")))
 
 INTERPOSED int tcsetattr(int /*fd*/, int actions, const termios* to) noexcept
 {
@@ -38,14 +30,13 @@ INTERPOSED int tcflush(int /*fd*/, int queue) noexcept
     return answer(fmt::format("flush {}", queue));
 }
 
-namespace qm::test {
-
 namespace {
 
+using namespace qm::test;
+
 /** A Zenith with the ports 1 to 3; the nodes of 1 and 3 are pipes, which wait when opened for one side. */
-class Serial : public TargetTest
+struct Serial : TargetTest
 {
-protected:
     Serial()
     {
         setenv("SYSTEMD_DEVICE_VERIFY_SYSFS", "0", 1);
@@ -58,14 +49,6 @@ protected:
         addTty("/sys/class/tty/5", "", "0x338");
         mkfifo("/dev/ttyS0", 0600);
         mkfifo("/dev/ttyS2", 0600);
-    }
-
-    static void addTty(const std::filesystem::path& path, const std::string& node,
-                       const std::string& port = "0x0")
-    {
-        sandbox::writeFile(path / "uevent", node + "\n");
-        sandbox::writeFile(path / "port", port + "\n");
-        std::filesystem::create_symlink("/sys/class/tty", path / "subsystem");
     }
 
     void expect(int expected, int result, const std::string& lastLine) const
@@ -137,7 +120,7 @@ TEST(SerialMachines, HaveTheirPortsAtTheAddressesOfTheModel)
     for (int type = -1; type <= NonQuillmark + 1; ++type) {
         std::string ports;
         for (int port = 0; port <= 7; ++port) {
-            const auto address = serial::portAddress(static_cast<qm_TargetType>(type), port);
+            const auto address = qm::serial::portAddress(static_cast<qm_TargetType>(type), port);
             ports += address ? fmt::format("{:X} ", *address) : "- ";
         }
         EXPECT_EQ(special.contains(type) ? special.at(type) : "- 3F8 2F8 220 228 238 338 - ", ports);
@@ -186,7 +169,7 @@ TEST_F(Serial, APortKeepsOneDescriptorUntilItIsClosedConfiguredOrToBeClosedAfter
     expect(0, configure(B9600, None), "debug QM: [port 1] baud 13, data 4, parity 1, stop 1, cts 0");
     EXPECT_EQ("debug QM: [port 1] qm_serial_device_config : fd = " + number, log_.lines().end()[-2]);
     EXPECT_EQ(descriptors_, openDescriptors());
-    EXPECT_THAT(calls, testing::ElementsAre("flush 2", "drain", "drain", "flush 2", testing::_));
+    EXPECT_THAT(calls, ElementsAre("flush 2", "drain", "drain", "flush 2", testing::_));
 }
 
 TEST_F(Serial, APortWithDescriptorZeroIsNeverClosed)
@@ -225,5 +208,3 @@ TEST_F(Serial, ARefusalIsNamedAndKeepsItsReason)
 }
 
 }  // namespace
-
-}  // namespace qm::test

@@ -1,5 +1,5 @@
 #include "qm_soc.hpp"
-#include "target_test.hpp"
+#include "test.hpp"
 #include "world.hpp"
 
 namespace qm::test {
@@ -64,7 +64,7 @@ TEST_F(Soc, ABitstreamIsLoadedOnATalusOnlyWithItsPathBetweenQuotesAsItIs)
     sandbox::freshDirectory("/usr/quillmark");
     sandbox::writeFile("/usr/quillmark/sudo",
                        "#!/bin/sh\nprintf '%s.' \"$@\" >/usr/quillmark/ran\ntest $# = 2\n");
-    std::filesystem::permissions("/usr/quillmark/sudo", std::filesystem::perms::owner_all);
+    fs::permissions("/usr/quillmark/sudo", fs::perms::owner_all);
     (void)setenv("PATH", "/usr/quillmark", 1);
     for (const auto& [path, target, ran, line] :
          {std::tuple{"/x", NonQuillmark, "", "error QM: SoC: Target machine does not have a System-on-Chip!"},

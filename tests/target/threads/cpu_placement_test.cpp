@@ -1,34 +1,12 @@
-#include "target_test.hpp"
+#include "test.hpp"
 
 #include <boost/log/core.hpp>
-#include <sched.h>
-#include <sys/mount.h>
-
-#include <cstring>
-#include <map>
-#include <thread>
 
 namespace {
 
-namespace sandbox = qm::test::sandbox;
-using testing::IsEmpty;
-using testing::Pair;
+using namespace qm::test;
 
-using Cpus = uint64_t;  // bit n is CPU n
-
-cpu_set_t setOf(Cpus cpus)
-{
-    cpu_set_t set{};
-    std::memcpy(&set, &cpus, sizeof cpus);
-    return set;
-}
-
-Cpus cpusOf(const cpu_set_t& set)
-{
-    Cpus cpus = 0;
-    std::memcpy(&cpus, &set, sizeof cpus);
-    return cpus;
-}
+using Cpus = uint64_t;  // bit n is CPU n, as in the first word of a cpu_set_t
 
 /// What the kernel says of a thread's CPUs.
 struct Affinity
@@ -44,9 +22,8 @@ std::vector<std::pair<pid_t, Cpus>> changes;  // asked for, in order
 Affinity own{0};
 bool staysWhereItIs = false;
 
-class CpuPlacement : public qm::test::TargetTest
+struct CpuPlacement : qm::test::TargetTest
 {
-protected:
     CpuPlacement() { sandbox::freshDirectory("/sys/devices/system/cpu"); }
 
     static void set(const std::string& kind, const std::string& cpus)
@@ -102,17 +79,16 @@ TEST_F(CpuPlacement, AFailedPinIsMinusOneAndErrno)
 }
 
 /// Threads beside the calling one.
-class ExclusiveCpu : public CpuPlacement
+struct ExclusiveCpu : CpuPlacement
 {
-protected:
     ExclusiveCpu()
     {
         set("online", "0-3");
-        const std::filesystem::path tasks = "/proc/self/task";
+        const fs::path tasks = "/proc/self/task";
         sandbox::freshDirectory(tasks);
         for (int id = 101; id <= 105; ++id)
-            std::filesystem::create_directory(tasks / std::to_string(id));
-        for (const auto& task : std::filesystem::directory_iterator(tasks))
+            fs::create_directory(tasks / std::to_string(id));
+        for (const auto& task : fs::directory_iterator(tasks))
             ids_.push_back(std::stoi(task.path().filename()));
         for (const pid_t id : ids_)
             affinities[id] = {};
@@ -144,7 +120,7 @@ TEST_F(ExclusiveCpu, IsNotHinderedByThreadsThatEnd)
     of(3).changeError = ESRCH;
     of(4) = {0b1111, ESRCH, 1};  // between check and change
     EXPECT_EQ(0, qm_pinThreadExclusiveCpu(3));
-    EXPECT_THAT(changes, testing::ElementsAre(Pair(ids_[2], 0b0111U), Pair(ids_[3], 0b0111U)));
+    EXPECT_THAT(changes, ElementsAre(Pair(ids_[2], 0b0111U), Pair(ids_[3], 0b0111U)));
     EXPECT_EQ(0b1000U, own.cpus);
 }
 
@@ -176,16 +152,14 @@ TEST_F(CpuPlacement, ExclusiveCpusNeedASecondOneAndARightNumber)
 
 }  // namespace
 
-// Come before the C library's, for libqm too.
-#define INTERPOSED extern "C" __attribute__((visibility("default")))
-
 INTERPOSED int sched_getaffinity(pid_t thread, size_t /*size*/, cpu_set_t* set) noexcept
 {
     // A thread that the test has not made up is a sanitizer's.
     const auto found = affinities.find(thread);
     Affinity anywhere;
     Affinity& affinity = found == affinities.end() ? anywhere : found->second;
-    *set = setOf(affinity.cpus);
+    *set = {};
+    set->__bits[0] = affinity.cpus;
     if (affinity.readError == 0 || affinity.readsBeforeIt-- > 0) return 0;
     errno = affinity.readError;
     return -1;
@@ -193,7 +167,7 @@ INTERPOSED int sched_getaffinity(pid_t thread, size_t /*size*/, cpu_set_t* set) 
 
 INTERPOSED int sched_setaffinity(pid_t thread, size_t /*size*/, const cpu_set_t* set) noexcept
 {
-    changes.emplace_back(thread, cpusOf(*set));
+    changes.emplace_back(thread, set->__bits[0]);
     errno = affinities[thread].changeError;
     return errno == 0 ? 0 : -1;
 }
@@ -202,12 +176,13 @@ INTERPOSED int pthread_setaffinity_np(pthread_t /*self*/, size_t size, const cpu
 {
     if (own.changeError != 0) return own.changeError;
     if (CPU_COUNT(set) == 0 || size != sizeof *set) return EINVAL;
-    if (!staysWhereItIs) own.cpus = cpusOf(*set);
+    if (!staysWhereItIs) own.cpus = set->__bits[0];
     return 0;
 }
 
 INTERPOSED int pthread_getaffinity_np(pthread_t /*self*/, size_t /*size*/, cpu_set_t* set) noexcept
 {
-    *set = setOf(own.cpus);
+    *set = {};
+    set->__bits[0] = own.cpus;
     return 0;
 }

@@ -1,16 +1,12 @@
-#include <qm.h>
+#include "test.hpp"
 #include <simstruct.h>
 
-#include <gtest/gtest.h>
-
 #include <cmath>
-#include <cstdint>
-#include <cstring>
 #include <new>
-#include <utility>
-#include <vector>
 
 namespace {
+
+using namespace qm::test;
 
 /// A block with one dialog parameter: rows, columns, values.
 class Parameter
@@ -30,25 +26,19 @@ private:
 
 TEST(BlockParameter, IsTruncatedToWhatIsAsked)
 {
-    struct Row
-    {
-        double value;
-        int32_t asInt;
-        char asChar;
-    };
-    for (const Row& row : {Row{-2.9, -2, -2},
-                           {0.7, 0, 0},
-                           {321.0, 321, 65},
-                           {2147483647.9, INT32_MAX, -1},
-                           {-2147483648.9, INT32_MIN, 0},
-                           {2147483648.0, INT32_MIN, 0},
-                           {std::nan(""), INT32_MIN, 0}}) {
-        const Parameter parameter({1, 1, row.value});
-        EXPECT_EQ(row.asInt, qmParam_getInt(parameter, 0)) << row.value;
-        EXPECT_EQ(row.asInt != 0, qmParam_getBool(parameter, 0)) << row.value;
-        EXPECT_EQ(row.asChar, qmParam_getChar(parameter, 0)) << row.value;
+    for (const auto& [value, asInt, asChar] : {std::tuple<double, int32_t, char>{-2.9, -2, -2},
+                                               {0.7, 0, 0},
+                                               {321.0, 321, 65},
+                                               {2147483647.9, INT32_MAX, -1},
+                                               {-2147483648.9, INT32_MIN, 0},
+                                               {2147483648.0, INT32_MIN, 0},
+                                               {std::nan(""), INT32_MIN, 0}}) {
+        const Parameter parameter({1, 1, value});
+        EXPECT_EQ(asInt, qmParam_getInt(parameter, 0)) << value;
+        EXPECT_EQ(asInt != 0, qmParam_getBool(parameter, 0)) << value;
+        EXPECT_EQ(asChar, qmParam_getChar(parameter, 0)) << value;
         const double same = qmParam_getDouble(parameter, 0);
-        EXPECT_EQ(0, std::memcmp(&row.value, &same, sizeof same)) << row.value;
+        EXPECT_EQ(0, std::memcmp(&value, &same, sizeof same)) << value;
     }
 }
 

@@ -1,21 +1,12 @@
 // The part of the library under test is built into this program, with what it does not export.
 #include "qm_time/calendar.hpp"
 
-#include "process.hpp"
-#include <qm.h>
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <array>
-#include <chrono>
-#include <cstdlib>
-#include <cstring>
-#include <string>
+#include "test.hpp"
 
 namespace {
 
-using qm::test::standardOutputOf;
+using namespace qm::test;
+
 using std::chrono::seconds;
 using std::chrono::sys_days;
 using std::chrono::sys_seconds;
@@ -28,9 +19,8 @@ constexpr sys_seconds noon(std::chrono::year_month_day day)
     return sys_days(day) + std::chrono::hours(12);
 }
 
-class Calendar : public testing::Test
+struct Calendar : testing::Test
 {
-protected:
     Calendar() { setenv("TZ", "UTC", 1); }
 
     static double at(sys_seconds time)

@@ -1,13 +1,8 @@
-#include <qm.h>
-
-#include <gtest/gtest.h>
-
-#include <csignal>
-#include <memory>
-#include <string>
-#include <utility>
+#include "test.hpp"
 
 namespace {
+
+using namespace qm::test;
 
 const testing::KilledBySignal kAborts(SIGABRT);
 

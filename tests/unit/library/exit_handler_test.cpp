@@ -1,14 +1,8 @@
-#include "log_capture.hpp"
-#include <qm.h>
-
-#include <gtest/gtest.h>
-
-#include <cstdio>
-#include <cstdlib>
+#include "test.hpp"
 
 namespace {
 
-using testing::ExitedWithCode;
+using namespace qm::test;
 
 void add(char word)
 {
@@ -42,8 +36,7 @@ struct Exit
     const char* said;
 };
 
-class ExitHandlers : public testing::TestWithParam<Exit>
-{};
+using ExitHandlers = testing::TestWithParam<Exit>;
 
 TEST_P(ExitHandlers, RunOnceInOrderOfRegistration)
 {
@@ -58,6 +51,6 @@ INSTANTIATE_TEST_SUITE_P(
         Exit{"AddedByTheLast", [] { add('A'), qm_add_exit_handler(addC, nullptr); }, "exit:AC run$"},
         Exit{"RunByHand", [] { add('A'), qm_exit_handler(); }, "exit:A run run$"},
         Exit{"AddedAfterARunByHand", [] { add('A'), qm_exit_handler(), add('B'); }, "exit:AB run run run$"}),
-    [](const auto& exit) { return exit.param.name; });
+    byName);
 
 }  // namespace

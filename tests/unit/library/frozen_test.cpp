@@ -1,16 +1,12 @@
 // The entries of earlier releases, with recorders instead of the functions of today: each hands on what it is
 // called with, and the result.
 
+#include "test.hpp"
 #include <qm/frozen.h>
 
-#include <fmt/ranges.h>
-#include <gtest/gtest.h>
-
-#include <string>
-#include <utility>
-#include <vector>
-
 namespace {
+
+using namespace qm::test;
 
 std::string called;
 int answer = 0;

@@ -1,31 +1,18 @@
 // The library's own instructions, which the processor refuses here and a test carries out: port accesses
 // (what real ports do not show of them) and the time-stamp counter.
 
-#include "log_capture.hpp"
-#include <qm.h>
+#include "test.hpp"
 
-#include <fmt/core.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/io.h>
 #include <sys/prctl.h>
-#include <sys/syscall.h>
-#include <unistd.h>
 
-#include <cerrno>
 #include <cmath>
-#include <csignal>
-#include <cstdint>
 #include <limits>
-#include <string>
 #include <ucontext.h>
-#include <utility>
-#include <vector>
 
 namespace {
 
-using testing::ElementsAre;
-using testing::IsEmpty;
+using namespace qm::test;
 
 std::vector<std::string> calls;  // "ioperm from count on", "out16 port value" and the like
 int refuseWith = 0;
@@ -77,9 +64,8 @@ void onFault(int /*signal*/, siginfo_t* /*info*/, void* context)
     if (length == 0) (void)signal(SIGSEGV, SIG_DFL);
 }
 
-class Instructions : public testing::Test
+struct Instructions : testing::Test
 {
-protected:
     Instructions()
     {
         struct sigaction action = {};
@@ -179,7 +165,7 @@ TEST_F(Waiting, SecondsBelowAMillisecondAreWaitedBusily)
 {
     counterStep = 3'300;  // a microsecond
     call(&qm_wait_s, 0.0009);
-    EXPECT_THAT(reads, testing::AllOf(testing::Ge(1 + 899), testing::Le(1 + 900)));
+    EXPECT_THAT(reads, AllOf(testing::Ge(1 + 899), testing::Le(1 + 900)));
     EXPECT_THAT(sleepsUntil, IsEmpty());
 }
 
@@ -208,8 +194,6 @@ TEST_F(Waiting, NoTimeIsNotWaited)
 }
 
 }  // namespace
-
-#define INTERPOSED extern "C" __attribute__((visibility("default")))
 
 INTERPOSED int ioperm(unsigned long from, unsigned long count, int on) noexcept
 {

@@ -1,8 +1,8 @@
-#include <qm.h>
-
-#include <gmock/gmock.h>
+#include "test.hpp"
 
 namespace {
+
+using namespace qm::test;
 
 using qm::IoModule;
 using Registry = qm::IoModuleRegistry;

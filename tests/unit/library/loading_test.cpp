@@ -1,20 +1,11 @@
-#include <qm.h>
+#include "test.hpp"
 #include <slrealtime/Standalone.hpp>
-
-#include <dlfcn.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <cstdio>
-#include <cstdlib>
-#include <string>
-#include <vector>
 
 // Hosts that load the libraries themselves: this program is linked with neither.
 
 namespace {
 
-using testing::UnorderedElementsAre;
+using namespace qm::test;
 
 /// As the compiler calls workerNames() and createWorker() of slrealtime::standalone.
 constexpr char kWorkerNames[] = "_ZN10slrealtime10standalone11workerNamesB5cxx11Ev";
@@ -28,9 +19,8 @@ struct Host
     int flags;
 };
 
-class Loading : public testing::TestWithParam<Host>
+struct Loading : testing::TestWithParam<Host>
 {
-protected:
     void load()
     {
         handles_.clear();
@@ -82,7 +72,7 @@ TEST_P(Loading, RunsExitHandlersAfterUnloading)
         unload();
         std::exit(HasFailure() ? 1 : 0);
     };
-    EXPECT_EXIT(exitUnloaded(), testing::ExitedWithCode(0), "handled");
+    EXPECT_EXIT(exitUnloaded(), ExitedWithCode(0), "handled");
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -90,6 +80,6 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(Host{"LibraryAlone", {QM_LIBRARY}, RTLD_NOW | RTLD_LOCAL},
                     Host{"LibraryFirst", {QM_LIBRARY, QM_PLATFORM_LIBRARY}, RTLD_LAZY | RTLD_LOCAL},
                     Host{"PlatformFirst", {QM_PLATFORM_LIBRARY, QM_LIBRARY}, RTLD_NOW | RTLD_GLOBAL}),
-    [](const auto& host) { return host.param.name; });
+    byName);
 
 }  // namespace

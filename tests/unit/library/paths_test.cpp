@@ -1,22 +1,11 @@
 #include "qm_root.hpp"
 #include "qm_string_utils.hpp"
-#include <qm.h>
+#include "test.hpp"
 #include <slrealtime/IamRoot.hpp>
 
-#include <fcntl.h>
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <array>
-#include <cerrno>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <stdexcept>
-#include <string>
-
 namespace {
+
+using namespace qm::test;
 
 int rootScopes = 0;
 
@@ -38,26 +27,19 @@ slrealtime::IamRoot::~IamRoot()
 namespace {
 
 /// A folder with a file, a folder and a link to itself in it.
-class Paths : public testing::Test
+struct Paths : testing::Test
 {
-protected:
     Paths()
     {
-        char name[] = "/tmp/qm-paths-XXXXXX";
-        folder_ = mkdtemp(name);
-        std::ofstream(at("file")) << "text";
-        std::filesystem::create_directory(at("dir"));
-        std::filesystem::create_symlink("loop", at("loop"));
+        sandbox::freshDirectory("/tmp/quillmark");
+        sandbox::writeFile(at("file"), "text");
+        fs::create_directory(at("dir"));
+        fs::create_symlink("loop", at("loop"));
     }
-    ~Paths() override { std::filesystem::remove_all(folder_); }
 
-    [[nodiscard]] std::string at(const std::string& name) const { return folder_ + "/" + name; }
-
-    int32_t checkDir(const std::string& name) const { return qm_fs_checkDir(at(name).c_str()); }
-    int32_t ensureDir(const std::string& name) const { return qm_fs_ensureDirExists(at(name).c_str()); }
-
-private:
-    std::string folder_;
+    static std::string at(const std::string& name) { return "/tmp/quillmark/" + name; }
+    static int32_t checkDir(const std::string& name) { return qm_fs_checkDir(at(name).c_str()); }
+    static int32_t ensureDir(const std::string& name) { return qm_fs_ensureDirExists(at(name).c_str()); }
 };
 
 TEST_F(Paths, ANodeThatExistsIsFalseAndADirectoryIsZero)
@@ -79,7 +61,7 @@ TEST_F(Paths, ADirectoryIsMadeOneLevelDeepWithinTheMask)
     umask(05);
     EXPECT_EQ(0, ensureDir("dir"));
     EXPECT_EQ(0, ensureDir("new"));
-    EXPECT_EQ(std::filesystem::perms{0750}, std::filesystem::status(at("new")).permissions());
+    EXPECT_EQ(fs::perms{0750}, fs::status(at("new")).permissions());
     EXPECT_EQ(-1, ensureDir("none/new"));
     EXPECT_EQ(ENOENT, errno);
     EXPECT_EQ(-1, ensureDir("file"));

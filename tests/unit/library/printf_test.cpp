@@ -1,25 +1,14 @@
-#include "log_capture.hpp"
-#include <qm.h>
+#include "test.hpp"
 
 #include <boost/log/attributes/value_extraction.hpp>
 #include <boost/log/core.hpp>
 #include <boost/log/trivial.hpp>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <atomic>
-#include <cerrno>
-#include <stdexcept>
-#include <string>
-#include <thread>
-#include <utility>
-#include <vector>
 
 namespace {
 
+using namespace qm::test;
+
 namespace logging = boost::log;
-using qm::test::LogCapture;
-using testing::ElementsAre;
 
 std::string x(size_t length)
 {

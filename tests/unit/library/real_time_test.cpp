@@ -2,30 +2,17 @@
 // own.
 
 #include "allocations.hpp"
-#include <qm.h>
+#include "test.hpp"
 #include <slrealtime/Standalone.hpp>
 
-#include <gmock/gmock.h>
 #include <sys/io.h>
-#include <sys/mman.h>
 #include <sys/ptrace.h>
-#include <sys/syscall.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <array>
-#include <csignal>
-#include <functional>
-#include <memory>
-#include <stdexcept>
-#include <string>
 #include <ucontext.h>
-#include <vector>
 
 namespace {
 
-using testing::ElementsAre;
-using testing::IsEmpty;
+using namespace qm::test;
 
 constexpr long kMark = SYS_getppid;  // nothing here calls it otherwise
 
@@ -103,9 +90,8 @@ private:
     uint32_t register_ = 0;
 };
 
-class RealTime : public testing::Test
+struct RealTime : testing::Test
 {
-protected:
     /** The system calls of one `act` that is not the first one; it must not allocate. */
     static std::vector<long> callsOf(const std::function<void()>& act)
     {

@@ -1,22 +1,14 @@
-#include <qm.h>
+#include "test.hpp"
 #include <slrealtime/ModelInfo.hpp>
 #include <slrealtime/Standalone.hpp>
 #include <slrealtime/Worker.hpp>
 
-#include <dlfcn.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <pthread.h>
 #include <sys/prctl.h>
 
-#include <chrono>
-#include <memory>
-#include <stdexcept>
-#include <string>
-#include <thread>
-#include <vector>
-
 namespace {
+
+using namespace qm::test;
 
 thread_local int locks = 0;  // mutexes that this thread has locked
 
@@ -25,8 +17,7 @@ thread_local int locks = 0;  // mutexes that this thread has locked
 extern "C" int sanitizersLock(pthread_mutex_t*) __asm__("__interceptor_pthread_mutex_lock")
     __attribute__((weak));
 
-// Comes before the C library's, for libqm too.
-extern "C" __attribute__((visibility("default"))) int pthread_mutex_lock(pthread_mutex_t* mutex) noexcept
+INTERPOSED int pthread_mutex_lock(pthread_mutex_t* mutex) noexcept
 {
     ++locks;
     if (sanitizersLock != nullptr) return sanitizersLock(mutex);
@@ -40,11 +31,9 @@ namespace {
 using slrealtime::TaskInfo;
 using slrealtime::Worker;
 using slrealtime::standalone::createWorker;
-using testing::ElementsAre;
 
-class BaseRate : public testing::Test
+struct BaseRate : testing::Test
 {
-protected:
     static void firstStep(Worker& service)
     {
         const TaskInfo task;

@@ -1,18 +1,8 @@
-#include "log_capture.hpp"
-#include "process.hpp"
-#include <qm.h>
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <sys/wait.h>
-
-#include <cerrno>
-#include <string>
+#include "test.hpp"
 
 namespace {
 
-using testing::ElementsAre;
-using testing::IsEmpty;
+using namespace qm::test;
 
 constexpr const char* kTooMany =
     "warning QM: qm_spawnExecutable(): Too many arguments specified, remaining arguments will be ignored";

@@ -1,27 +1,16 @@
-#include "log_capture.hpp"
-#include <qm.h>
+#include "test.hpp"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <pthread.h>
-#include <sched.h>
 #include <semaphore.h>
-#include <sys/resource.h>
-#include <system_error>
-#include <unistd.h>
 
-#include <atomic>
-#include <cerrno>
 #include <climits>
-#include <string>
-#include <utility>
 
 extern "C" void __lsan_disable() __attribute__((weak));
 extern "C" void __asan_unpoison_memory_region(const volatile void* start, size_t size) __attribute__((weak));
 
 namespace {
 
-using testing::ElementsAre;
+using namespace qm::test;
 
 /// Whether this process may have real-time threads; without that right a refusal is what is expected.
 bool mayBeRealTime()
@@ -37,9 +26,8 @@ void* noteScheduling(void* argument)
     return nullptr;
 }
 
-class Threads : public testing::Test
+struct Threads : testing::Test
 {
-protected:
     /// A thread with a handle; not real-time where that is not allowed.
     static void* start(void* (*func)(void*), void* argument)
     {
@@ -161,13 +149,9 @@ TEST(Mutexes, ThatCannotBeLockedThrowTheErrorNumber)
 
 TEST_F(Threads, PriorityIsSetInAndReadFromTheKernel)
 {
-    struct Row
-    {
-        int policy, priority, expected;
-    };
     const bool isAllowed = mayBeRealTime();
     for (const auto& [policy, priority, expected] :
-         {Row{SCHED_FIFO, 7, 7}, Row{SCHED_RR | SCHED_RESET_ON_FORK, 8, 8}, Row{SCHED_BATCH, 0, 0}}) {
+         {std::tuple{SCHED_FIFO, 7, 7}, {SCHED_RR | SCHED_RESET_ON_FORK, 8, 8}, {SCHED_BATCH, 0, 0}}) {
         const sched_param parameters = {.sched_priority = priority};
         EXPECT_EQ(isAllowed || expected == 0, sched_setscheduler(0, policy, &parameters) == 0);
         EXPECT_EQ(isAllowed ? expected : 0, qm_getPidPriority(0));
@@ -191,7 +175,7 @@ TEST_F(Threads, PriorityOutOfRangeIsRefusedWithTheTextOfMinusOne)
 
 #ifdef __SANITIZE_THREAD__
 // The thread sanitizer's own does not expect to be cancelled.
-extern "C" __attribute__((visibility("default"))) int sem_wait(sem_t* semaphore)
+INTERPOSED int sem_wait(sem_t* semaphore)
 {
     constexpr timespec kNever = {1'000'000'000, 0};
     return sem_clockwait(semaphore, CLOCK_MONOTONIC, &kNever);

@@ -4,6 +4,7 @@
 
 #include <gmock/gmock.h>
 
+#include <tuple>
 #include <utility>
 
 using slrealtime::Deadlines;
@@ -15,18 +16,13 @@ using testing::IsEmpty;
 TEST(Deadlines, ThatPassedDuringAStepAreSkippedAndTheGridStays)
 {
     constexpr std::int64_t kYear = 31'536'000'000'000'000;
-    struct Step
-    {
-        std::int64_t end;
-        std::uint64_t missed;
-        std::int64_t next;
-        std::uint64_t index;
-    };
     Deadlines deadlines(1000, 100);
     for (const auto& [end, missed, next, index] :
-         {Step{1100, 0, 1100, 1},  // just in time
-          Step{1201, 1, 1300, 3}, Step{1601, 3, 1700, 7}, Step{1750, 0, 1800, 8},
-          Step{1000 + kYear, kYear / 100 - 9, 1000 + kYear, kYear / 100}}) {
+         {std::tuple<int64_t, uint64_t, int64_t, uint64_t>{1100, 0, 1100, 1},  // just in time
+          {1201, 1, 1300, 3},
+          {1601, 3, 1700, 7},
+          {1750, 0, 1800, 8},
+          {1000 + kYear, kYear / 100 - 9, 1000 + kYear, kYear / 100}}) {
         EXPECT_EQ(missed, deadlines.stepEnded(end)) << end;
         EXPECT_EQ(next, deadlines.next());
         EXPECT_EQ(index, deadlines.index());

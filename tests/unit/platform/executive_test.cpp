@@ -1,23 +1,19 @@
-#include "folder.hpp"
+#include "test.hpp"
 #include <slrealtime/Logger.hpp>
 #include <slrealtime/Standalone.hpp>
 #include <slrealtime/StartCallback.h>
 
-#include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
-#include <sys/resource.h>
 
-#include <chrono>
 #include <cmath>
-#include <csignal>
 
 using namespace slrealtime;  // NOLINT(google-build-using-namespace)
 using standalone::runModel;
 using standalone::RunOptions;
-using testing::ElementsAre;
-using testing::HasSubstr;
 
 namespace {
+
+using namespace qm::test;
 
 /** What happened, in order: one thread at a time acts. */
 class Story
@@ -50,6 +46,11 @@ struct Recorder : Worker
     void terminate() override { story->add("terminate"); }
 };
 
+auto entries(const fs::path& folder)
+{
+    return std::distance(fs::directory_iterator(folder), {});
+}
+
 void busyFor(std::chrono::milliseconds time)
 {
     const auto end = std::chrono::steady_clock::now() + time;
@@ -57,9 +58,8 @@ void busyFor(std::chrono::milliseconds time)
     }
 }
 
-class Executive : public testing::Test
+struct Executive : testing::Test
 {
-protected:
     Executive()
     {
         story = &story_;
@@ -218,28 +218,28 @@ TEST_F(Executive, WhatItCannotRunIsRefusedBeforeAnythingIsCreated)
 
 TEST_F(Executive, JsonReportSaysWhatTheResultSays)
 {
-    const test::Folder folder;
-    options_.reportFile_ = folder / "report.json";
+    sandbox::freshDirectory("/tmp/quillmark");
+    options_.reportFile_ = "/tmp/quillmark/report.json";
     options_.describe_ = [] { return standalone::Description{{{"board", "00:03.0 \xff"}}}; };
     const auto result = runSteps(20);
-    const auto report = nlohmann::json::parse(test::contents(options_.reportFile_));
+    const auto report = nlohmann::json::parse(sandbox::readFile(options_.reportFile_));
     EXPECT_EQ("PASS", report["result"]);
     EXPECT_EQ(20, report["tasks"][0]["steps"]);
     EXPECT_EQ(result.tasks_.at(0).latency_.max_, report["tasks"][0]["latency_us"]["max"]);
     EXPECT_EQ(result.notRealTime_, report["not_real_time_because"]);
     EXPECT_EQ("00:03.0 \uFFFD", report["description"]["board"]);
-    EXPECT_EQ(1, test::entries(options_.reportFile_.parent_path())) << "nothing temporary stays";
+    EXPECT_EQ(1, entries("/tmp/quillmark")) << "nothing temporary stays";
 }
 
 TEST_F(Executive, LeavesNoThreadAndNoDescriptorAndGivesTheSignalsBack)
 {
     runSteps(1);  // what is opened once for all runs
-    const auto descriptors = test::entries("/proc/self/fd");
-    const auto threads = test::entries("/proc/self/task");
+    const auto descriptors = openDescriptors();
+    const auto threads = entries("/proc/self/task");
     std::signal(SIGINT, SIG_IGN);
     runSteps(1);
-    EXPECT_EQ(descriptors, test::entries("/proc/self/fd"));
-    EXPECT_EQ(threads, test::entries("/proc/self/task"));
+    EXPECT_EQ(descriptors, openDescriptors());
+    EXPECT_EQ(threads, entries("/proc/self/task"));
     EXPECT_EQ(SIG_IGN, std::signal(SIGINT, SIG_DFL));
 }
 
@@ -252,6 +252,6 @@ TEST_F(Executive, WithoutRightsItRunsAndSaysThatItIsNotRealTime)
         const auto result = runSteps(3);
         std::exit(result.exitStatus_ == 0 && result.tasks_.at(0).steps_ == 3 ? 0 : 1);
     };
-    EXPECT_EXIT(runAsUser(), testing::ExitedWithCode(0),
+    EXPECT_EXIT(runAsUser(), ExitedWithCode(0),
                 HasSubstr("SCHED_FIFO priority 80 refused (Operation not permitted): run as root, or"));
 }

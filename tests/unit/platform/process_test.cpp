@@ -1,21 +1,14 @@
-#include "folder.hpp"
-#include "log_capture.hpp"
+#include "test.hpp"
 #include <slrealtime/Logger.hpp>
 #include <slrealtime/Standalone.hpp>
 
-#include <gmock/gmock.h>
-#include <unistd.h>
-
-#include <csignal>
-#include <cstdio>
-#include <string>
-#include <vector>
-
 using boost::log::trivial::severity_level;
-using testing::ExitedWithCode;
-using testing::HasSubstr;
 
 namespace {
+
+using namespace qm::test;
+
+const fs::path kFolder = "/var/log/slrt";
 
 void say(const std::string& text, severity_level level = severity_level::info)
 {
@@ -32,7 +25,7 @@ slrealtime::ModelInfo modelThat(const std::function<void()>& step)
 }
 
 /** Ends the process with the exit status of a run of one step. */
-[[noreturn]] void runOneStep(const std::filesystem::path& logFile, const std::function<void()>& step)
+[[noreturn]] void runOneStep(const fs::path& logFile, const std::function<void()>& step)
 {
     slrealtime::standalone::RunOptions options;
     options.steps_ = 1;
@@ -55,7 +48,7 @@ slrealtime::ModelInfo modelThat(const std::function<void()>& step)
 /** Ends the process, with 0 when a sink of its own sees a trace. */
 [[noreturn]] void listen()
 {
-    const qm::test::LogCapture seen;
+    const LogCapture seen;
     say("whisper", severity_level::trace);
     say("QM: shout", severity_level::warning);
     std::exit(seen.lines() == std::vector<std::string>{"trace whisper", "warning QM: shout"} ? 0 : 1);
@@ -71,8 +64,8 @@ TEST(Log, OwnSinkSeesTraceThatTheConsoleDoesNot)
 
 TEST(Log, ExitInsideAStepWritesTheQueueOutAndWhatExitHandlersSay)
 {
-    const test::Folder folder;
-    const auto file = folder / "log/model.log";
+    sandbox::freshDirectory("/var/log/slrt");
+    const fs::path file = kFolder / "log/model.log";
     const auto run = [&file] {
         std::atexit([] { say("last words"); });
         runOneStep(file, [] {
@@ -81,15 +74,15 @@ TEST(Log, ExitInsideAStepWritesTheQueueOutAndWhatExitHandlersSay)
         });
     };
     EXPECT_EXIT(run(), ExitedWithCode(7), "");
-    EXPECT_THAT(test::contents(file), HasSubstr("[info] leaving\n"));
-    EXPECT_THAT(test::contents(file), HasSubstr("[info] last words\n"));
+    EXPECT_THAT(sandbox::readFile(file), HasSubstr("[info] leaving\n"));
+    EXPECT_THAT(sandbox::readFile(file), HasSubstr("[info] last words\n"));
 }
 
 TEST(Log, ACrashWritesTheQueueOutAndKeepsItsExitStatus)
 {
-    const test::Folder folder;
+    sandbox::freshDirectory("/var/log/slrt");
     for (const int crash : {SIGSEGV, SIGABRT}) {
-        const auto file = folder / std::to_string(crash);
+        const fs::path file = kFolder / std::to_string(crash);
         std::signal(crash, SIG_DFL);  // a sanitizer's own handler would change the status
         const auto step = [crash] {
             for (int i = 0; i <= 1000; ++i)
@@ -97,7 +90,7 @@ TEST(Log, ACrashWritesTheQueueOutAndKeepsItsExitStatus)
             std::raise(crash);
         };
         EXPECT_EXIT(runOneStep(file, step), testing::KilledBySignal(crash), "");
-        EXPECT_THAT(test::contents(file), HasSubstr("line 1000\n"));
+        EXPECT_THAT(sandbox::readFile(file), HasSubstr("line 1000\n"));
     }
 }
 
@@ -113,7 +106,7 @@ TEST(CommandLine, ExitStatusTellsUsageFromFailureFromSuccess)
     EXPECT_EXIT(modelMain({"--steps", "2", "--log-file", ""}), ExitedWithCode(0),
                 testing::EndsWith("\nPASS\n"));
     const auto tooWide = testing::ContainsRegex("[^\n]{81}");
-    EXPECT_EXIT(modelMain({"--help"}), ExitedWithCode(0), testing::Not(tooWide));
+    EXPECT_EXIT(modelMain({"--help"}), ExitedWithCode(0), Not(tooWide));
 }
 
 TEST(CommandLine, ASecondStopSignalDoesNotCutExitHandlersShort)

@@ -1,16 +1,13 @@
+#include "test.hpp"
 #include <slrealtime/Standalone.hpp>
 
-#include <gmock/gmock.h>
 #include <sys/eventfd.h>
-#include <unistd.h>
-
-#include <cerrno>
-#include <csignal>
 
 using namespace slrealtime;  // NOLINT(google-build-using-namespace)
-using testing::HasSubstr;
 
 namespace {
+
+using namespace qm::test;
 
 /** An interrupt source that a test raises: `wait` blocks in one read, as a driver block's wait does. */
 class Source
@@ -32,9 +29,8 @@ private:
     int interrupted_ = 0;
 };
 
-class Triggers : public testing::Test
+struct Triggers : testing::Test
 {
-protected:
     Triggers()
     {
         options_.logLevel_ = standalone::LogLevel::error;

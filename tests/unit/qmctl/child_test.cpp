@@ -1,12 +1,10 @@
 #include "child.hpp"
 
-#include <gmock/gmock.h>
-#include <unistd.h>
-
-#include <csignal>
-#include <cstdio>
+#include "test.hpp"
 
 namespace {
+
+using namespace qm::test;
 
 using namespace qmctl;
 
@@ -41,7 +39,7 @@ TEST(Child, ThatEndsIsAFailureWithItsLastWords)
                     (void)raise(SIGKILL);
                     return {};
                 }),
-                testing::HasSubstr("signal Killed"));
+                HasSubstr("signal Killed"));
 }
 
 }  // namespace

@@ -1,29 +1,13 @@
-#include "command_line.hpp"
-
 #include "help.hpp"
+#include "qmctl_command.hpp"
 
-#include <gmock/gmock.h>
-
-#include <cstdio>
 #include <regex>
-#include <sstream>
 
 namespace {
 
-using namespace qmctl;
-using testing::HasSubstr;
+using namespace qm::test;
 
-Request parseLine(const std::string& line)
-{
-    std::istringstream words(line);
-    std::vector<std::string> arguments{"qmctl"};
-    for (std::string word; words >> word;)
-        arguments.push_back(word);
-    std::vector<const char*> raw;
-    for (const std::string& argument : arguments)
-        raw.push_back(argument.c_str());
-    return parse(static_cast<int>(raw.size()), raw.data());
-}
+using namespace qmctl;
 
 TEST(CommandLine, TakesOptionsOfEveryCommandBeforeAndBehindIt)
 {
@@ -36,44 +20,41 @@ TEST(CommandLine, TakesOptionsOfEveryCommandBeforeAndBehindIt)
         EXPECT_EQ("00:03", request.arguments.text("BOARD"));
         EXPECT_EQ(1, request.arguments.whole("--position"));  // by default
     }
+    for (const int bound : {1, 99})
+        EXPECT_EQ(bound,
+                  parseLine(fmt::format("latency --priority {}", bound)).arguments.whole("--priority"));
 }
 
-struct Wrong
-{
-    const char* line;
-    const char* complaint;
-};
-
-class WrongInput : public testing::TestWithParam<Wrong>
-{};
+using WrongInput = testing::TestWithParam<std::pair<const char*, const char*>>;
 
 TEST_P(WrongInput, GetsOneLineThatSaysWhatWouldBeRight)
 {
+    const auto& [line, complaint] = GetParam();
     try {
-        (void)parseLine(GetParam().line);
+        (void)parseLine(line);
         ADD_FAILURE() << "accepted";
     } catch (const Failure& failure) {
         EXPECT_EQ(kUsage, failure.status);
-        EXPECT_THAT(failure.what(), HasSubstr(GetParam().complaint));
-        EXPECT_THAT(failure.what(), testing::Not(HasSubstr("\n")));
+        EXPECT_THAT(failure.what(), HasSubstr(complaint));
+        EXPECT_THAT(failure.what(), Not(HasSubstr("\n")));
     }
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Lines, WrongInput,
-    testing::Values(Wrong{"", "a noun is missing after 'qmctl'; right is one of: doctor, target, pci"},
-                    Wrong{"pci", "a verb is missing after 'qmctl pci'; right is one of: list, tree"},
-                    Wrong{"pic list", "there is no noun 'pic'; did you mean 'pci'?"},
-                    Wrong{"pci frobnicate", "there is no verb 'frobnicate'; right is one of: list, tree"},
-                    Wrong{"pci list --jsn", "there is no option '--jsn'; did you mean '--json'?"},
-                    Wrong{"pci list more", "'more' is one word too many; see 'qmctl pci list --help'"},
-                    Wrong{"pci find", "BOARD is required; see 'qmctl pci find --help'"},
-                    Wrong{"latency --cpu one",
-                          "--cpu: 'one' is wrong; right is a whole number from 0 to 4095"},
-                    Wrong{"latency --priority 100", "right is a whole number from 1 to 99"},
-                    Wrong{"pci find 00:03 --position 1.5", "right is a whole number from 1 to 255"},
-                    Wrong{"latency --only some", "right is one of: all, wake-up, busy-wait, interrupt"},
-                    Wrong{"target --from", "--from"}));
+    testing::Values(std::pair{"", "a noun is missing after 'qmctl'; right is one of: doctor, target, pci"},
+                    std::pair{"pci", "a verb is missing after 'qmctl pci'; right is one of: list, tree"},
+                    std::pair{"pic list", "there is no noun 'pic'; did you mean 'pci'?"},
+                    std::pair{"pci frobnicate", "there is no verb 'frobnicate'; right is one of: list, tree"},
+                    std::pair{"pci list --jsn", "there is no option '--jsn'; did you mean '--json'?"},
+                    std::pair{"pci list more", "'more' is one word too many; see 'qmctl pci list --help'"},
+                    std::pair{"pci find", "BOARD is required; see 'qmctl pci find --help'"},
+                    std::pair{"latency --cpu one",
+                              "--cpu: 'one' is wrong; right is a whole number from 0 to 4095"},
+                    std::pair{"latency --priority 100", "right is a whole number from 1 to 99"},
+                    std::pair{"pci find 00:03 --position 1.5", "right is a whole number from 1 to 255"},
+                    std::pair{"latency --only some", "right is one of: all, wake-up, busy-wait, interrupt"},
+                    std::pair{"target --from", "--from"}));
 
 TEST(Help, FitsEightyColumnsAndNamesEveryOption)
 {
@@ -96,16 +77,6 @@ TEST(Help, FitsEightyColumnsAndNamesEveryOption)
         for (std::string line; std::getline(lines, line);)
             EXPECT_LE(line.size(), 80U) << line;
     }
-}
-
-std::string outputOf(const std::string& command)
-{
-    std::FILE* const pipe = popen(command.c_str(), "re");
-    std::string output;
-    for (int character = 0; pipe != nullptr && (character = std::fgetc(pipe)) != EOF;)
-        output += static_cast<char>(character);
-    EXPECT_EQ(0, pclose(pipe)) << command;
-    return output;
 }
 
 /// What bash offers behind these words, the last of which is begun.

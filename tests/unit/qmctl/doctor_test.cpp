@@ -2,42 +2,28 @@
 
 #include "doctor.hpp"
 
-#include <gmock/gmock.h>
-
-#include <cstdlib>
-#include <fstream>
-#include <map>
+#include "test.hpp"
 
 namespace {
 
+using namespace qm::test;
+
 using namespace qmctl;
 
+using Files = std::map<std::string, std::string>;
+
 /// A machine of nothing but these files.
-class FakeMachine
+Machine machineOf(const Files& files, const Measurements& measurements)
 {
-public:
-    using Files = std::map<std::string, std::string>;
-
-    explicit FakeMachine(const Files& files, const Measurements& measurements)
-    {
-        machine.root = mkdtemp(name_.data());
-        machine.measurements = measurements;
-        for (const auto& [path, content] : files) {
-            create_directories((machine / path).parent_path());
-            std::ofstream(machine / path) << content;
-        }
-    }
-    ~FakeMachine() { remove_all(machine.root); }
-
-    Machine machine;
-
-private:
-    std::string name_ = "/tmp/qmctl-test-XXXXXX";
-};
+    sandbox::freshDirectory("/tmp/quillmark");
+    for (const auto& [path, content] : files)
+        sandbox::writeFile("/tmp/quillmark/" + path, content);
+    return {"/tmp/quillmark", measurements};
+}
 
 struct World
 {
-    FakeMachine::Files files;
+    Files files;
     std::string finding;
     Measurements measurements = {};
 };
@@ -47,7 +33,7 @@ struct Case
     std::string check;
     World passing;
     World failing;
-    std::string state;
+    std::string state = "problem";
 };
 
 const std::string kRelease = "proc/sys/kernel/osrelease";
@@ -60,51 +46,40 @@ const std::string kClock = "sys/devices/system/clocksource/clocksource0/current_
 const std::vector<Case> kCases{
     {"real-time kernel",
      {{{kRelease, "6.1-rt\n"}, {kVersion, "#1 SMP PREEMPT_RT Debian\n"}}, "6.1-rt, PREEMPT_RT"},
-     {{{kRelease, "6.1\n"}, {kVersion, "#1 SMP PREEMPT_DYNAMIC\n"}}, "6.1 is no real-time kernel"},
-     "problem"},
+     {{{kRelease, "6.1\n"}, {kVersion, "#1 SMP PREEMPT_DYNAMIC\n"}}, "6.1 is no real-time kernel"}},
     {"isolated CPUs",
      {{{"sys/devices/system/cpu/isolated", "2-3\n"}}, "isolated: 2-3"},
-     {{{"sys/devices/system/cpu/isolated", "\n"}}, "no CPU is isolated"},
-     "problem"},
+     {{{"sys/devices/system/cpu/isolated", "\n"}}, "no CPU is isolated"}},
     {"throttling",
      {{{"proc/sys/kernel/sched_rt_runtime_us", "-1\n"}}, "off"},
      {{{"proc/sys/kernel/sched_rt_runtime_us", "950000\n"}},
-      "real-time threads get 950000 of every 1000000 us"},
-     "problem"},
+      "real-time threads get 950000 of every 1000000 us"}},
     {"locked memory",
      {{{"proc/self/status", "CapEff:\t0000000000004000\n"}}, "unlimited (CAP_IPC_LOCK)"},
      {{{"proc/self/status", "CapEff:\t0000000000800000\n"},
        {"proc/self/limits",
         kLimits + "Max locked memory         8388608              8388608              bytes\n"}},
-      "at most 8192 KiB may be locked"},
-     "problem"},
+      "at most 8192 KiB may be locked"}},
     {"scheduling rights",
      {{{"proc/self/limits", kLimits + "Max realtime priority     99                   99\n"}},
       "real-time priorities are allowed"},
      {{{"proc/self/status", "CapEff:\t0000000000004000\n"},
        {"proc/self/limits", kLimits + "Max realtime priority     0                    0\n"}},
-      "the highest real-time priority allowed is 0"},
-     "problem"},
+      "the highest real-time priority allowed is 0"}},
     {"frequency scaling",
      {{{"sys/devices/system/cpu/cpu0" + kGovernor, "performance\n"}}, "governor performance"},
      {{{"sys/devices/system/cpu/cpu0" + kGovernor, "performance\n"},
        {"sys/devices/system/cpu/cpu1" + kGovernor, "powersave\n"}},
-      "governor: cpu1 powersave"},
-     "problem"},
+      "governor: cpu1 powersave"}},
     {"idle states",
      {{{kIdle + "name", "C6\n"}, {kIdle + "latency", "133\n"}, {kIdle + "disable", "1\n"}},
       "none that takes long to leave"},
      {{{kIdle + "name", "C6\n"}, {kIdle + "latency", "133\n"}, {kIdle + "disable", "0\n"}},
-      "in use: C6 133 us"},
-     "problem"},
-    {"interrupt driver",
-     {{{"sys/bus/pci/drivers/uio_quillmark/bind", ""}}, "loaded"},
-     {{}, "not loaded"},
-     "problem"},
+      "in use: C6 133 us"}},
+    {"interrupt driver", {{{"sys/bus/pci/drivers/uio_quillmark/bind", ""}}, "loaded"}, {{}, "not loaded"}},
     {"DMA manager",
      {{{"dev/u-dma-buf-mgr", ""}}, "/dev/u-dma-buf-mgr is writable", {.dmaManagerWritable = true}},
-     {{{"dev/u-dma-buf-mgr", ""}}, "/dev/u-dma-buf-mgr is not writable"},
-     "problem"},
+     {{{"dev/u-dma-buf-mgr", ""}}, "/dev/u-dma-buf-mgr is not writable"}},
     {"contiguous memory",
      {{{"proc/meminfo", "CmaTotal:   65536 kB\nCmaFree:   60000 kB\n"}}, "60000 of 65536 KiB free"},
      {{{"proc/meminfo", "CmaTotal:   65536 kB\nCmaFree:    1000 kB\n"}}, "1000 of 65536 KiB free"},
@@ -128,25 +103,21 @@ const std::vector<Case> kCases{
        {"sys/kernel/security/lockdown", "[none] integrity\n"}},
       "not strict"},
      {{{"dev/mem", ""}, {"sys/kernel/security/lockdown", "none [integrity]\n"}},
-      "the kernel is locked down (integrity)"},
-     "problem"},
+      "the kernel is locked down (integrity)"}},
     {"msr device",
      {{{"dev/cpu/0/msr", ""}}, "/dev/cpu/0/msr is there"},
      {{}, "/dev/cpu/0/msr is missing"},
      "note"},
     {"configuration",
      {{{"usr/quillmark/sysinfo/a", ""}}, "/usr/quillmark is writable", {.configurationWritable = true}},
-     {{{"usr/quillmark/sysinfo/a", ""}}, "/usr/quillmark is not writable"},
-     "problem"},
+     {{{"usr/quillmark/sysinfo/a", ""}}, "/usr/quillmark is not writable"}},
     {"shared memory",
      {{}, "/dev/shm is writable", {.sharedMemoryWritable = true}},
-     {{}, "/dev/shm is not writable"},
-     "problem"},
-    {"clock source", {{{kClock, "tsc\n"}}, "tsc"}, {{{kClock, "hpet\n"}}, "hpet"}, "problem"},
+     {{}, "/dev/shm is not writable"}},
+    {"clock source", {{{kClock, "tsc\n"}}, "tsc"}, {{{kClock, "hpet\n"}}, "hpet"}},
     {"counter's rate",
      {{}, "3.301 GHz", {.counterHz = 3.301e9}},
-     {{}, "2.200 GHz instead of 3.3: qm_wait_ns(1000) lasts 1500 ns, 50 % too long", {.counterHz = 2.2e9}},
-     "problem"},
+     {{}, "2.200 GHz instead of 3.3: qm_wait_ns(1000) lasts 1500 ns, 50 % too long", {.counterHz = 2.2e9}}},
     {"leftover buffers",
      {{{"sys/class/u-dma-buf/somebodys/size", "1"}}, "none"},
      {{{"sys/class/u-dma-buf/qm-udma-buf0/size", "1"}}, "1 buffer in the kernel"},
@@ -159,14 +130,12 @@ const std::vector<Case> kCases{
 
 Json findingOf(const std::string& check, const World& world)
 {
-    const FakeMachine fake(world.files, world.measurements);
-    for (const Json& finding : examine(fake.machine).value)
+    for (const Json& finding : examine(machineOf(world.files, world.measurements)).value)
         if (finding.at("check") == check) return finding;
     return {};
 }
 
-class Doctor : public testing::TestWithParam<Case>
-{};
+using Doctor = testing::TestWithParam<Case>;
 
 TEST_P(Doctor, FindsNothingOnAMachineThatIsReady)
 {
@@ -198,13 +167,12 @@ TEST(DoctorsTable, HasACaseForEveryCheck)
 
 TEST(DoctorsTable, EndsInThreeOnlyWithAProblem)
 {
-    EXPECT_EQ(kProblems, examine(FakeMachine({}, {}).machine).status);
-    FakeMachine::Files good;
+    EXPECT_EQ(kProblems, examine(machineOf({}, {})).status);
+    Files good;
     for (const Case& row : kCases)
         good.insert(row.passing.files.begin(), row.passing.files.end());
     good["proc/self/status"] = "CapEff:\t0000000000804000\n";
-    const FakeMachine ready(good, {3.3e9, true, true, true});
-    EXPECT_EQ(kDone, examine(ready.machine).status);
+    EXPECT_EQ(kDone, examine(machineOf(good, {3.3e9, true, true, true})).status);
 }
 
 TEST(SavedMeasurements, AreTakenFromAReportAndWrongOnesAreNamed)
@@ -222,7 +190,7 @@ TEST(SavedMeasurements, AreTakenFromAReportAndWrongOnesAreNamed)
           std::pair(R"({"cpu_temperature": [45]})", "gives 'cpu_temperature' as array instead of number"),
           std::pair(R"({"shared_memory_writable": 1})", "as number instead of boolean")})
         EXPECT_THAT([text = text] { (void)measurementsIn(text); },
-                    testing::ThrowsMessage<Failure>(testing::HasSubstr(fault)));
+                    testing::ThrowsMessage<Failure>(HasSubstr(fault)));
 }
 
 }  // namespace

@@ -2,13 +2,12 @@
 
 #include "redaction.hpp"
 #include "statistics.hpp"
+#include "test.hpp"
 #include "text.hpp"
 
-#include <gmock/gmock.h>
-
-#include <numeric>
-
 namespace {
+
+using namespace qm::test;
 
 using namespace qmctl;
 
@@ -28,7 +27,7 @@ TEST(Table, ColoursStatesOnATerminalOnly)
 {
     const Json rows{{{"s", "problem"}}};
     EXPECT_EQ("S\nproblem\n", table(rows, {{"S", "s"}}, {false, 80}, ""));
-    EXPECT_THAT(table(rows, {{"S", "s"}}, {true, 80}, ""), testing::HasSubstr("\033[31mproblem\033[0m"));
+    EXPECT_THAT(table(rows, {{"S", "s"}}, {true, 80}, ""), HasSubstr("\033[31mproblem\033[0m"));
 }
 
 TEST(Statistics, CountEveryTimeOnce)
@@ -62,20 +61,26 @@ TEST(Plot, DrawsABarForEveryBinAndEscapesWords)
          at = svg.find("fill=\"#4477aa\"", at + 1))
         ++bars;
     EXPECT_EQ(measurement.at("histogram").size(), bars);
-    EXPECT_THAT(svg, testing::AllOf(testing::HasSubstr("a &lt; b"), testing::HasSubstr("R&amp;D")));
-    EXPECT_THAT(textPlot("t", measurement, {false, 80}),
-                testing::HasSubstr("1.00 - 1.26              2  ####"));
+    EXPECT_THAT(svg, AllOf(HasSubstr("a &lt; b"), HasSubstr("R&amp;D")));
+    EXPECT_THAT(textPlot("t", measurement, {false, 80}), HasSubstr("1.00 - 1.26              2  ####"));
 }
 
-struct Secret
+TEST(Plot, ABaselineIsALineOnTheSameScales)
 {
-    const char* before;
-    const char* after;
-};
+    Json ours = statisticsOf({20'000, 20'000, 50'000});
+    ours["title"] = "t";
+    ours["name"] = "ours";
+    ours["baseline"] = statisticsOf({200, 3'000'000});
+    ours["baseline"]["name"] = "theirs";
+    const std::string svg = svgPlot(Json::array({ours}), "");
+    EXPECT_THAT(svg, testing::ContainsRegex("<path d=\"M60.0 .*V.*H700.0V"));
+    EXPECT_THAT(svg, AllOf(HasSubstr(">ours: 50 % within 20.0 us, 99 % 50.0 us, all 50.0 us<"),
+                           HasSubstr(">theirs: 50 % within 0.20 us"), HasSubstr(">1000<")));
+}
 
 TEST(Redaction, TakesOutWhatIsNobodyElsesBusiness)
 {
-    const Secret rows[] = {
+    const std::pair<const char*, const char*> rows[] = {
         {"address 52:54:00:12:34:56\n", "address 00:00:00:00:00:00\n"},
         {"BOOTIF=01-52-54-00-12-34-56 ro", "BOOTIF=00:00:00:00:00:00 ro"},
         {"enx525400123456 enx525400123457 enx525400123456",

@@ -1,14 +1,11 @@
-#ifndef QM_TEST_QMCTL_COMMAND_HPP
-#define QM_TEST_QMCTL_COMMAND_HPP
+#pragma once
 
 #include "command_line.hpp"
-
-#include <sstream>
+#include "test.hpp"
 
 namespace qm::test {
 
-/// Runs a line as the program does.
-inline qmctl::Outcome runQmctl(const std::string& line)
+inline qmctl::Request parseLine(const std::string& line)
 {
     std::istringstream words("qmctl " + line);
     std::vector<std::string> arguments;
@@ -17,7 +14,13 @@ inline qmctl::Outcome runQmctl(const std::string& line)
     std::vector<const char*> raw;
     for (const std::string& argument : arguments)
         raw.push_back(argument.c_str());
-    const qmctl::Request request = qmctl::parse(static_cast<int>(raw.size()), raw.data());
+    return qmctl::parse(static_cast<int>(raw.size()), raw.data());
+}
+
+/// Runs a line as the program does.
+inline qmctl::Outcome runQmctl(const std::string& line)
+{
+    const qmctl::Request request = parseLine(line);
     return request.command->run(request.arguments);
 }
 
@@ -41,5 +44,3 @@ inline std::string textOf(const std::string& line)
 }
 
 }  // namespace qm::test
-
-#endif

@@ -1,0 +1,9 @@
+#pragma once
+
+#include "table.hpp"
+#include <qm.h>
+
+/// From the write that raises the board's interrupt to the return of the call that waits for it in another,
+/// real-time thread: the library's wait and a bare read by turns. Leaves all times in the folder, in
+/// microseconds, a line each.
+Row interruptLatency(volatile uint32_t* registers, qm_InterruptContext& context, const std::string& folder);

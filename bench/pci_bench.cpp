@@ -1,0 +1,214 @@
+// Finding boards and reading the topology over the number of functions and buses, beside lspci and
+// libpciaccess on the same faked tree. Every figure is of a new process: a scan is kept for a process's life.
+// Times are processor time.
+
+#include "child.hpp"
+#include "sandbox.hpp"
+#include "size_table.hpp"
+#include "world.hpp"
+#include <qm.h>
+
+#include <boost/log/core.hpp>
+#include <pciaccess.h>
+
+namespace {
+
+using qm::test::Board;
+using qm::test::World;
+
+constexpr uint16_t kVendor = 0x1234;
+constexpr uint16_t kDevice = 0x11E8;
+constexpr int kRuns = 15;
+constexpr int kLaterSearches = 1000;
+
+/// What both sides ask for: the last board of the tree.
+struct Wanted
+{
+    int position;
+    int bus;
+    int slot;
+};
+
+Board wantedBoard()
+{
+    return {kVendor, kDevice};
+}
+
+/// With what libpciaccess reads beyond libpci; without, it would ask for it in vain and go another way.
+void add(World& world, const Board& board)
+{
+    world.add(board);
+    for (const auto& [file, content] : {std::pair{"revision", "0x01\n"},
+                                        {"subsystem_vendor", "0x0000\n"},
+                                        {"subsystem_device", "0x0000\n"}})
+        qm::test::sandbox::writeFile(World::directory(board.address()) / file, content);
+}
+
+/// Boards with the same identifiers, all on bus 0.
+Wanted addFunctions(World& world, int count)
+{
+    for (int i = 0; i < count; ++i)
+        add(world, wantedBoard()
+                       .at(0, static_cast<unsigned>(i) / 8, static_cast<unsigned>(i) % 8)
+                       .bar(0, 0xFEB00000, 0x1000)
+                       .express(2, 1)
+                       .multiFunction());
+    return {count, 0, (count - 1) / 8};
+}
+
+/// A board behind each bridge of bus 0.
+void addBuses(World& world, int count)
+{
+    add(world, wantedBoard().at(0, 0));
+    for (unsigned bus = 1; bus < static_cast<unsigned>(count); ++bus) {
+        add(world, Board(0x8086, 0xA110).at(0, bus).bridgeTo(bus, bus));
+        add(world, wantedBoard().at(bus, 0).express(2, 1));
+    }
+}
+
+void search(const Wanted& wanted)
+{
+    qm_PCIDevice board{};
+    require(qm_detectPciDevice(&board, "ADC", kVendor, kDevice, QM_PCI_ANY_ID, QM_PCI_ANY_ID,
+                               wanted.position) == 0,
+            "qm_detectPciDevice");
+}
+
+void searchAtSlot(const Wanted& wanted)
+{
+    qm_PCIDevice board{};
+    require(qm_detectPciDeviceAtSlot(&board, "ADC", kVendor, kDevice, QM_PCI_ANY_ID, QM_PCI_ANY_ID,
+                                     wanted.bus, wanted.slot) == 0,
+            "qm_detectPciDeviceAtSlot");
+}
+
+double laterSearch(const Wanted& wanted)
+{
+    search(wanted);
+    return nsPer(kLaterSearches, [&](int) { search(wanted); });
+}
+
+void topology()
+{
+    qm_topo_node* nodes = nullptr;
+    require(qm_getPciTopology(&nodes) > 0, "qm_getPciTopology");
+}
+
+/// Walks the boards with the identifiers to the last one, and asks for its BARs.
+void searchByPciaccess(const Wanted& wanted)
+{
+    require(pci_system_init() == 0, "pci_system_init");
+    const pci_id_match match = {kVendor, kDevice, PCI_MATCH_ANY, PCI_MATCH_ANY, 0, 0, 0};
+    pci_device_iterator* const boards = pci_id_match_iterator_create(&match);
+    pci_device* board = nullptr;
+    for (int i = 0; i < wanted.position; ++i)
+        board = pci_device_next(boards);
+    require(board != nullptr && pci_device_probe(board) == 0, "pci_device_probe");
+    pci_iterator_destroy(boards);
+}
+
+void searchAtSlotByPciaccess(const Wanted& wanted)
+{
+    require(pci_system_init() == 0, "pci_system_init");
+    pci_device* const board =
+        pci_device_find_by_slot(0, static_cast<uint32_t>(wanted.bus), static_cast<uint32_t>(wanted.slot), 0);
+    require(board != nullptr && pci_device_probe(board) == 0, "pci_device_probe");
+    pci_system_cleanup();
+}
+
+/// Which bus hangs behind which bridge.
+void topologyByPciaccess()
+{
+    require(pci_system_init() == 0, "pci_system_init");
+    pci_device_iterator* const all = pci_slot_match_iterator_create(nullptr);
+    while (pci_device* const device = pci_device_next(all)) {
+        int primary = 0, secondary = 0, subordinate = 0;
+        (void)pci_device_get_bridge_buses(device, &primary, &secondary, &subordinate);
+    }
+    pci_iterator_destroy(all);
+}
+
+template <typename Act>
+double nsOf(Act act)
+{
+    return medianOfProcesses(kRuns, [&] { return processorNsOf(act); });
+}
+
+SizeTable::Column micro(const char* name, bool ofItem = false)
+{
+    return {name, 1000.0, ofItem ? 2 : 0, ofItem};
+}
+
+/// Both libraries and lspci for one way of asking.
+template <typename Ours, typename Theirs>
+std::vector<double> besideOthers(Ours ours, Theirs theirs, const std::vector<const char*>& lspci)
+{
+    const double own = nsOf(ours);
+    return {own,
+            own,
+            systemCallsOf(ours),
+            nsOf(theirs),
+            systemCallsOf(theirs),
+            processorNsOfProgram(kRuns, lspci)};
+}
+
+SizeTable tableOf(const char* title, const char* items, const char* ours, const char* lspci)
+{
+    return {title,
+            items,
+            {micro(ours),
+             micro("us for each", true),
+             {"system calls for each", 1.0, 1, true},
+             micro("libpciaccess, us"),
+             {"its system calls for each", 1.0, 1, true},
+             micro(lspci)}};
+}
+
+}  // namespace
+
+int main()
+{
+    boost::log::core::get()->set_logging_enabled(false);
+    SizeTable first = tableOf("The first search of a process, for the last board", "Functions",
+                              "`qm_detectPciDevice`, us", "`lspci -n`, us");
+    SizeTable atSlot = tableOf("A search at a bus and slot, for the last board", "Functions",
+                               "`qm_detectPciDeviceAtSlot`, us", "`lspci -n`, us");
+    SizeTable later("Every later search of a process, for the last board", "Functions",
+                    {{"`qm_detectPciDevice`, ns", 1.0, 0, false},
+                     {"ns for each", 1.0, 1, true},
+                     {"system calls", 1.0, 0, false}});
+    SizeTable tree =
+        tableOf("The topology of one bus", "Functions", "`qm_getPciTopology`, us", "`lspci -t`, us");
+    for (const int functions : {1, 4, 16, 64, 256}) {
+        World world;
+        const Wanted wanted = addFunctions(world, functions);
+        first.add(functions,
+                  besideOthers([&] { search(wanted); }, [&] { searchByPciaccess(wanted); }, {"lspci", "-n"}));
+        atSlot.add(functions, besideOthers([&] { searchAtSlot(wanted); },
+                                           [&] { searchAtSlotByPciaccess(wanted); }, {"lspci", "-n"}));
+        const double ns = medianOfProcesses(kRuns, [&] { return laterSearch(wanted); });
+        const double calls =
+            systemCallsOf([&] { search(wanted), search(wanted); }) - systemCallsOf([&] { search(wanted); });
+        later.add(functions, {ns, ns, calls});
+        tree.add(functions, besideOthers(topology, topologyByPciaccess, {"lspci", "-t"}));
+    }
+    SizeTable buses = tableOf("The topology of several buses, each with one board", "Buses",
+                              "`qm_getPciTopology`, us", "`lspci -t`, us");
+    for (const int count : {1, 4, 8, 32}) {
+        World world;
+        addBuses(world, count);
+        buses.add(count, besideOthers(topology, topologyByPciaccess, {"lspci", "-t"}));
+    }
+    for (const SizeTable* table : {&first, &atSlot, &later, &tree, &buses})
+        table->print();
+    return printLimits({
+        {"the first search among 256 functions, of libpciaccess's", first.at(0, 256) / first.at(3, 256), 2.0},
+        {"the first search among 256 functions, of `lspci -n`", first.at(0, 256) / first.at(5, 256), 1.0},
+        {"a search at a slot among 256 functions, of libpciaccess's", atSlot.at(0, 256) / atSlot.at(3, 256),
+         2.0},
+        {"system calls of a later search", later.at(2, 256), 0.0},
+        {"growth of the first search from 16 to 256 functions", first.growth(0, 16, 256), 1.3},
+        {"growth of the topology from 4 to 32 buses", buses.growth(0, 4, 32), 1.3},
+        {"system calls of the topology of 32 buses, for each", buses.at(2, 32) / 32, 310.0},
+    });
+}
