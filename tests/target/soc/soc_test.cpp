@@ -1,5 +1,6 @@
 #include "qm_soc.hpp"
 #include "test.hpp"
+#include "world.hpp"
 
 namespace qm::test {
 
@@ -74,7 +75,8 @@ TEST_F(Soc, ABitstreamIsLoadedOnATalusOnlyWithItsPathBetweenQuotesAsItIs)
         EXPECT_EQ(ran, sandbox::readFile("/usr/quillmark/ran"));
         EXPECT_EQ(line, log_.lines().back());
     }
-    EXPECT_EQ(-1, qm_loadOnChipBitstream("/x")) << "this computer is no Talus";
+    const World empty;
+    EXPECT_EQ(-1, qm_loadOnChipBitstream("/x")) << "a computer without boards is no Talus";
 }
 
 }  // namespace qm::test
