@@ -1,5 +1,6 @@
-// executive_bench STEPS FILE: runs an empty model of 1 ms steps and appends to the file how late each step
-// began, a time in microseconds a line. Ends with 1 when the run was not real-time.
+// executive_bench STEPS FILE: runs an empty model of 1 ms steps, prints the 99th percentile of the wake-up
+// latency as the run report has it, and appends to the file how late the code of each step began: both in
+// microseconds. Ends with 1 when the run was not real-time.
 
 #include <slrealtime/Standalone.hpp>
 
@@ -63,5 +64,6 @@ int main(int argc, char** argv)
     std::ofstream file(argv[2], std::ios::app);
     for (const double begin : begins)
         file << begin - origin << '\n';
+    (void)std::printf("%.1f\n", result.tasks_[0].latency_.p99_);
     return file.flush() ? 0 : 1;
 }
