@@ -7,6 +7,7 @@
 
 #include <boost/log/core.hpp>
 
+#include <algorithm>
 #include <array>
 #include <random>
 #include <unordered_map>
@@ -98,6 +99,22 @@ double lookUpByUid(uint32_t count)
     return nsPer(100, [&](int) { require(qm_block_get_by_uid(module, 0, count) != nullptr, "uid"); });
 }
 
+/// The same keys in a row, looked through from the first one.
+double lookUpLinearly(uint32_t count)
+{
+    std::vector<qm_block_info> blocks(count);
+    for (uint32_t id = 0; id < count; ++id)
+        blocks[id].uid = id + 1;
+    std::vector<const qm_block_info*> table;
+    for (const qm_block_info& block : blocks)
+        table.push_back(&block);
+    return nsPer(100, [&](int) {
+        const auto found =
+            std::ranges::find_if(table, [&](const qm_block_info* block) { return block->uid == count; });
+        require(found != table.end(), "find_if");
+    });
+}
+
 double timeToRegister(void (*registerAll)(qm_mod_info*, uint32_t), uint32_t count)
 {
     qm_mod_info* const module = newModule();
@@ -121,27 +138,30 @@ int main()
 {
     boost::log::core::get()->set_logging_enabled(false);
     SizeTable lookUp("Looking a block up", "Blocks",
-                     {{"`qm_block_get`, ns"},
-                      {"`std::unordered_map::find`, ns"},
-                      {"`qm_block_get_by_uid` of the last one, ns"}});
+                     {{"`qm_block_get`, ns"}, {"`std::unordered_map::find`, ns", 1.0, 1, false, 0}});
+    SizeTable byUid(
+        "Looking the last of the blocks up by its unique key", "Blocks",
+        {{"`qm_block_get_by_uid`, ns"}, {"`std::find_if` over as many records, ns", 1.0, 1, false, 0}});
     SizeTable registration("Registering blocks, for each", "Blocks",
                            {{"`qm_block_register`, identifiers ascending, ns", 1.0, 0, false},
                             {"the highest identifier first, ns", 1.0, 0, false},
-                            {"`std::unordered_map::emplace`, ns", 1.0, 0, false}});
+                            {"`std::unordered_map::emplace`, ns", 1.0, 0, false, 0}});
     for (const uint32_t count : kSizes) {
-        std::vector<double> figures = lookUpFigures(count);
-        figures.push_back(medianOf([&] { return lookUpByUid(count); }));
-        lookUp.add(count, figures);
+        lookUp.add(count, lookUpFigures(count));
+        byUid.add(count, {medianOf([&] { return lookUpByUid(count); }),
+                          medianOf([&] { return lookUpLinearly(count); })});
         registration.add(count, registrationFigures(count));
     }
-    lookUp.print();
-    registration.print();
+    for (const SizeTable* table : {&lookUp, &byUid, &registration})
+        table->print();
     return printLimits({
         {"a look-up among 10,000 blocks, of one among 10", lookUp.at(0, 10'000) / lookUp.at(0, 10), 4.0},
-        {"a look-up among 10,000 blocks, of `std::unordered_map`'s",
-         lookUp.at(0, 10'000) / lookUp.at(1, 10'000), 1.0},
+        {"a look-up among 10,000 blocks, of `std::unordered_map`'s", lookUp.ratio(0, 1, 10'000), 1.0},
+        {"a look-up by unique key among 10,000 blocks, of `std::find_if`", byUid.ratio(0, 1, 10'000), 2.0},
         {"registering 10,000 blocks, highest identifier first, for each, of 100",
          registration.at(1, 10'000) / registration.at(1, 100), 2.0},
+        {"registering 10,000 blocks, highest identifier first, of `std::unordered_map`'s",
+         registration.ratio(1, 2, 10'000), 4.0},
         {"growth of registering 1000 to 10,000 blocks, for each", registration.growth(0, 1000, 10'000), 1.2},
     });
 }
