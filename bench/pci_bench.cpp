@@ -142,23 +142,19 @@ void topologyByPciaccess()
     pci_iterator_destroy(all);
 }
 
-template <typename Act>
-double nsOf(Act act)
+double nsOf(const std::function<void()>& act)
 {
-    return medianOfProcesses(kRuns, [&] { return processorNsOf(act); });
+    return inNewProcess([&] { return processorNsOf(act); });
 }
 
 /// Both libraries and lspci for one way of asking.
-template <typename Ours, typename Theirs>
-std::vector<double> besideOthers(Ours ours, Theirs theirs, const std::vector<const char*>& lspci)
+std::vector<double> besideOthers(const std::function<void()>& ours, const std::function<void()>& theirs,
+                                 const std::vector<const char*>& lspci)
 {
-    const double own = nsOf(ours);
-    return {own,
-            own,
-            systemCallsOf(ours),
-            nsOf(theirs),
-            systemCallsOf(theirs),
-            processorNsOfProgram(kRuns, lspci)};
+    const std::vector<double> ns =
+        mediansByTurns(kRuns, {[&] { return nsOf(ours); }, [&] { return nsOf(theirs); },
+                               [&] { return processorNsOfProgram(lspci); }});
+    return {ns[0], ns[0], systemCallsOf(ours), ns[1], systemCallsOf(theirs), ns[2]};
 }
 
 /// The columns of what besideOthers() returns.
@@ -205,11 +201,12 @@ struct Searches
 
 void addLater(SizeTable& later, int count, const Wanted& wanted)
 {
-    const double ns = medianOfProcesses(kRuns, [&] { return laterSearch(wanted); });
-    const double theirs = medianOfProcesses(kRuns, [&] { return laterSearchByPciaccess(wanted); });
+    const std::vector<double> ns =
+        mediansByTurns(kRuns, {[&] { return inNewProcess([&] { return laterSearch(wanted); }); },
+                               [&] { return inNewProcess([&] { return laterSearchByPciaccess(wanted); }); }});
     const double calls =
         systemCallsOf([&] { search(wanted), search(wanted); }) - systemCallsOf([&] { search(wanted); });
-    later.add(count, {ns, ns, calls, theirs});
+    later.add(count, {ns[0], ns[0], calls, ns[1]});
 }
 
 int overFunctions()
