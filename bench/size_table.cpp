@@ -6,6 +6,16 @@
 #include <stdexcept>
 #include <utility>
 
+namespace {
+
+/// To two digits, and never a negative zero.
+double shown(double number)
+{
+    return std::round(number * 100) / 100 + 0.0;
+}
+
+}  // namespace
+
 SizeTable::SizeTable(std::string title, std::string items, std::vector<Column> columns)
     : title_(std::move(title)), items_(std::move(items)), columns_(std::move(columns))
 {}
@@ -67,7 +77,7 @@ void SizeTable::print() const
     for (const Line& line : lines_) {
         printFigures(line);
         if (before != nullptr)
-            std::printf(" %.2f |", growth(0, before->size, line.size));
+            std::printf(" %.2f |", shown(growth(0, before->size, line.size)));
         else
             std::printf(" |");
         before = &line;
