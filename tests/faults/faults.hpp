@@ -39,6 +39,7 @@ enum Reason : unsigned
     kLog = 8,       // its text in a log line
     kLogged = 16,   // there is a log line of warning or error, and no other report
     kThrows = 32,   // std::bad_alloc may be thrown
+    kSays = 64,     // some log line, of information or above
 };
 
 /** One call of the library; 0 or true for success. */

@@ -77,6 +77,7 @@ std::string withoutReason(const Step& step, long result, int error, const Call& 
         complaint += "error text: " + std::string(pQmErrorStr) + '\n';
     if ((step.reason & kLog) != 0 && said().find(text) == std::string::npos)
         complaint += "logged: " + said() + '\n';
+    if ((step.reason & kSays) != 0 && logged.notes().empty()) complaint += "nothing logged\n";
     return complaint;
 }
 

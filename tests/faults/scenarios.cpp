@@ -4,6 +4,7 @@
 #include "faults.hpp"
 #include "test.hpp"
 #include "world.hpp"
+#include <simstruct.h>
 #include <slrealtime/Standalone.hpp>
 
 #include <pthread.h>
@@ -157,6 +158,7 @@ void furnishIdentity()
 {
     (void)machine(28, 3, 0xA33B, 0x1B21, 0x1080);  // a Zenith
     sandbox::freshDirectory(kInformation);
+    sandbox::freshDirectory("/var/log/slrt");
     sandbox::writeFiles({{kInformation / "quillmark_version.txt", "1.2\n"},
                          {kInformation / "quillmark_marketingName.txt", "Zenith\n"},
                          {kInformation / "ethTranslateFile.txt", "lo:0:Hostlink;"}});
@@ -167,6 +169,57 @@ bool makesFolder()
     constexpr char path[] = "/usr/quillmark/sysinfo/new";  // nothing that allocates: that would fail, too
     (void)rmdir(path);
     return qm_fs_ensureDirExists(path) == 0;
+}
+
+bool logs()
+{
+    constexpr char file[] = "/var/log/slrt/qmlog.log";
+    (void)truncate(file, 0);
+    qm_log(qm_info, "message");
+    struct stat now = {};
+    return stat(file, &now) == 0 && now.st_size > 0;
+}
+
+void printTopology()
+{
+    qm_topo_node* nodes = nullptr;
+    const int count = qm_getPciTopology(&nodes);
+    qm_printPciTopology(nodes, static_cast<uint32_t>(count));
+}
+
+bool copiesParameter()
+{
+    static double parameter[] = {1, 1, 65}, *parameters[] = {parameter};
+    SimStruct block{};
+    block.sfcnParams = {1, parameters};
+    qmParam_deleteIntVec(qmParam_newIntVec(&block, 0));
+    qmParam_deleteBoolVec(qmParam_newBoolVec(&block, 0));
+    qmParam_deleteDoubleVec(qmParam_newDoubleVec(&block, 0));
+    QmParam_CharVec* const copy = qmParam_newCharVec(&block, 0);
+    const bool same = copy->len == 1 && copy->val[0] == 'A';
+    qmParam_deleteCharVec(copy);
+    return same;
+}
+
+bool sleepsToItsEnd()
+{
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(2);
+    qm_wait_s(0.002);
+    return std::chrono::steady_clock::now() >= end;
+}
+
+bool runsExitHandler()
+{
+    static bool hasRun;
+    hasRun = false;
+    qm_add_exit_handler([](void* flag) { *static_cast<bool*>(flag) = true; }, &hasRun);
+    qm_exit_handler();
+    return hasRun;
+}
+
+bool opens(int descriptor)
+{
+    return descriptor >= 0 && close(descriptor) == 0;
 }
 
 void furnishSerial()
@@ -217,6 +270,7 @@ const std::vector<Scenario> kScenarios = {
         RESULT("find", kNone, findBoard(-1)),
         RESULT("find at slot", kNone, findBoard(0x1f)),
         RESULT("find any", kNone, findAnyBoard()),
+        SUCCESS("open configuration", kErrno, knowBoard(), opens(qm_pci_openPciConfig(&device, O_RDONLY))),
         SUCCESS("backup", kNone, knowBoard(), qmPCI_backupPCIConfig(&device, saved), saved[0] == 0xF0000000),
         RESULT("restore", kNone, saved[0] = 0xF0000000, qmPCI_restorePCIConfig(&device, saved), 0),
         SUCCESS("map", kErrno | kLog, MADE(memory, qm_mapMemory(&device, 0))),
@@ -224,6 +278,7 @@ const std::vector<Scenario> kScenarios = {
         RESULT("create context", kNegative | kText, qm_uio_createInterruptContext(&context, &device)),
         RESULT("attach", kNegative | kText, qm_uio_interruptAttach(context)),
         RESULT("set properties", kNone, qm_uio_setIrqProps(context)),
+        RESULT("reset properties", kNone, context == nullptr ? 1 : (context->defaultPriority = 40, qm_uio_resetIrqProps(context))),
         RESULT("wait", kNegative | kText, qm_uio_interruptWait(context)),
         RESULT("enable", kNegative, qm_uio_enableInterrupt(context)),
         RESULT("enable fix", kNegative | kText, qm_uio_interruptEnableFix(context)),
@@ -232,7 +287,8 @@ const std::vector<Scenario> kScenarios = {
         RESULT("probe", kNone, qm_pci_probeDriver(&device)),
         RESULT("unmap", kNone, memory == nullptr ? 0 : munmap(memory, 4096))}},
     {"Dma", furnishDma, {
-        SUCCESS("allocate", kNone, MADE(memory, qm_allocPhysicalMemory_v2(9000, &physical)) && physical == 0x123456000),
+        SUCCESS("allocate", kSays, MADE(memory, qm_allocPhysicalMemory_v2(9000, &physical))),
+        SUCCESS("bus address", kNone, physical == 0x123456000),
         RESULT("free", kLogged, qm_freePhysicalMemory(memory), 0),
         SUCCESS("page address", kNone, qm_getPhysicalBufferAddr(text) != 0),
         SUCCESS("allocate again", kNone, MADE(memory, qm_udmabuf_allocBuffer(8192))),
@@ -272,7 +328,11 @@ const std::vector<Scenario> kScenarios = {
         RESULT("set priority", kErrno, qm_setPidPriority(101, 60)),
         SUCCESS("get priority", kErrno, qm_getPidPriority(101) == 50),
         RESULT("pin", kErrno, qm_pinThisThreadToCpu(1)),
-        SUCCESS("pick", kNone, qm_pickNextAsyncCpu() >= 2)}},
+        SUCCESS("pick", kNone, qm_pickNextAsyncCpu() >= 2),
+        SUCCESS("sleep", kNone, sleepsToItsEnd()),
+        SUCCESS("spawn", kLog, qm_spawnExecutable("/opt", "tool", "one two") == 4711),
+        SUCCESS("exit handler", kNone, runsExitHandler()),
+        SUCCESS("start callback", kThrows, qm_add_start_callback([](void*) {}, nullptr, 0), true)}},
     {"Ethernet", furnishEthernet, {
         RESULT("translate", kNone, qm_translateEthernetInterfaces())}},
     {"Ethercat", furnishEthernet, {
@@ -286,25 +346,32 @@ const std::vector<Scenario> kScenarios = {
         RESULT("model's folder", kErrno, qm_getModelBaseDir(text, sizeof text)),
         RESULT("folder", kErrno, qm_fs_checkDir(kInformation.c_str())),
         SUCCESS("new folder", kErrno, makesFolder()),
+        SUCCESS("log", kNone, logs()),
+        RESULT("topology", kNone, printTopology(), 0),
         SUCCESS("type", kNone, qm_getTargetType() == Zenith),
         SUCCESS("name", kNone, std::strstr(qm_getTargetMarketingName(), "Summit") != nullptr)}},
     {"Serial", furnishSerial, {
         RESULT("find", kNone, qm_findSerialDeviceByPort(0x3F8, text, sizeof text)),
         RESULT("find on card", kNone, qm_findSerialDeviceByPci(&device, 1, text, sizeof text)),
-        SUCCESS("open", kNone, qm_serial_device_open(1) >= 0),
+        SUCCESS("open", kSays, qm_serial_device_open(1) >= 0),
         RESULT("drain", kErrno, qm_serial_device_flush(1, DrainOnly)),
         RESULT("flush and close", kErrno, qm_serial_device_flush(1, FlushAndClose)),
-        RESULT("configure", kNone, qm_serial_device_config(1, 13, 4, Even, 2, 0)),
-        SUCCESS("open without waiting", kNone, qm_serial_port_open(1, O_RDWR) >= 0),
+        RESULT("configure", kSays, qm_serial_device_config(1, 13, 4, Even, 2, 0)),
+        SUCCESS("open without waiting", kSays, qm_serial_port_open(1, O_RDWR) >= 0),
         RESULT("close", kNone, qm_serial_device_close(1))}},
     {"Registry", [] {}, {
         SUCCESS("module", kText, MADE(module, qm_module_register(3, 2))),
         SUCCESS("data", kErrno, module != nullptr && qm_module_alloc_custom_data(module, 8) != nullptr),
+        SUCCESS("block", kText, module != nullptr && qm_block_register(module, 4, 0) != nullptr),
+        SUCCESS("block of UID", kText, module != nullptr && qm_block_register_with_uid(module, 5, 77) != nullptr),
+        RESULT("unregister block", kNone, module == nullptr ? 1 : (qm_block_unregister(module, 4, 0), qm_block_unregister(module, 5, 0), 0)),
         SUCCESS("one", kErrno, qm_module_get(&modules, 3, 2) == 1),
         SUCCESS("all", kErrno, std::free(std::exchange(modules, nullptr)), qm_module_get(&modules, 3, -1) == 1),
         RESULT("unregister", kNone, std::free(modules), qm_module_unregister(3, 2), 0),
         SUCCESS("object", kLogged, IoModuleRegistry::add(&ioModule), IoModuleRegistry::find(nx230, 1) != nullptr),
-        RESULT("no object", kNone, IoModuleRegistry::remove(nx230, 1), 0)}},
+        RESULT("no object", kNone, IoModuleRegistry::remove(nx230, 1), 0),
+        SUCCESS("error", kThrows, qmError_delete(qmError_new()), true),
+        SUCCESS("parameter", kThrows, copiesParameter())}},
     {"Axi", furnishAxi, {
         RESULT("find", kNone, qm_findAxiDevice(&axi, "fabric")),
         SUCCESS("map", kNone, MADE(memory, qm_mapAxiBar(&axi, 0))),
