@@ -253,7 +253,8 @@ TEST_P(Faults, AreReportedLeaveNothingOpenAndAreOverWithTheProcess)
     std::printf("%s: %zu of %zu failures, QM_FAULT_SEED=%u\n", GetParam().name, done, all, seed);
 }
 
-INSTANTIATE_TEST_SUITE_P(In, Faults, testing::ValuesIn(scenarios()), byName);
+INSTANTIATE_TEST_SUITE_P(OfDevices, Faults, testing::ValuesIn(deviceScenarios()), byName);
+INSTANTIATE_TEST_SUITE_P(OfAProcess, Faults, testing::ValuesIn(processScenarios()), byName);
 
 }  // namespace
 
