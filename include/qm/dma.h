@@ -122,9 +122,10 @@ QM_API uintptr_t qm_getPhysicalBufferAddr(void* virtualAddress);
  *
  * Errors: logged at qm_error: "Maximum of %d buffers are supported by the u-dma-buf-mgr.\n", "Failed to open
  * u-dma-buf-mgr: %s\n", "Failed to set u-dma-buf permissions: %s\n", "Failed to open %s: %s\n", "Failed to
- * mmap %s: %s\n", "Failed to read %s: %s\n". A buffer of another size than asked for is refused without a
- * message. A buffer that was made but cannot be used stays in the kernel until qm_udmabuf_deleteAllBuffers().
- * Real-time safe: no (files and mappings). Thread-safe: no (model start-up and termination).
+ * mmap %s: %s\n", "Failed to read %s: %s\n". Without a message: a buffer of another size than asked for, and
+ * no memory for the handle. A buffer that was made but cannot be used stays in the kernel until
+ * qm_udmabuf_deleteAllBuffers(). Real-time safe: no (files and mappings). Thread-safe: no (model start-up and
+ * termination).
  */
 QM_API qm_udmabuf_Handle* qm_udmabuf_allocBuffer(size_t length);
 

@@ -37,11 +37,11 @@ struct Leftover
 /** The first row that fits decides. */
 inline const Exception kExceptions[] = {
     {"*", "@(libasan|libtsan|libubsan)*", kEnds, "a sanitizer's own call"},
-    {"@(Board/set properties|Axi/place)", "libqm.so:close", kEither, "closing ends a write to the kernel"},
+    {"@(Board/* properties|Axi/place)", "libqm.so:close", kEither, "closing ends a write to the kernel"},
     {"*", "*:@(close|closedir)", kSucceeds, "all is read or written by then"},
     {"@(Tagging|ModelInit|Identity)/*", "libqm.so:fclose", kSucceeds, "all is flushed by then"},
     {"*", "libpci.so*", kEnds, "libpci ends the process on what it takes for an error"},
-    {"@(Board/find*|Board/backup|Board/restore|Services/initialize|Identity/type|Serial/open|Ether*/*)",
+    {"@(Board/find*|Board/backup|Board/restore|Services/initialize|Identity/t*|Serial/open|Ether*/*)",
      "libc.so.6:malloc", kEnds, "for libpci, which ends the process"},
 
     {"Board/attach", "libqm.so:access", kSucceeds, "the board is bound once more"},
@@ -50,8 +50,8 @@ inline const Exception kExceptions[] = {
     {"Board/map", "libqm.so:@(open|read|write)", kEither, "a board that cannot be enabled is mapped all the same"},
     {"Board/@(rebind|probe)", "libqm.so:write", kSucceeds, "what the kernel makes of it is not looked at"},
     {"Board/rebind", "libqm.so:open", kEither, "binding goes on without unbinding"},
-    {"Board/set properties", "libqm.so:readdir", kEither, "a list that ends early"},
-    {"Board/set properties", "libqm.so:@(sched_getparam|sched_getscheduler)", kSucceeds, "unknown is low"},
+    {"Board/* properties", "libqm.so:readdir", kEither, "a list that ends early"},
+    {"Board/* properties", "libqm.so:@(sched_getparam|sched_getscheduler)", kSucceeds, "unknown is low"},
     {"Board/set properties", "libqm.so:sysconf", kSucceeds, "there is no CPU to place it on"},
 
     {"Dma/*", "libqm.so:access", kSucceeds, "the first number is taken for free, and is"},
@@ -67,6 +67,7 @@ inline const Exception kExceptions[] = {
     {"@(ModelInit|Tagging)/tag", "libqm.so:ftrylockfile", kSucceeds, "another thread tags"},
     {"@(ModelInit|Tagging)/tag", "libqm.so:open", kSucceeds, "the folder is there"},
 
+    {"Identity/topology", "libqm.so:@(malloc|calloc|realloc)", kSucceeds, "what is not known is not printed"},
     {"@(Services/initialize|Identity/type|Serial/open|Ether*/*)", "libqm.so:@(malloc|calloc|realloc)", kEither,
      "a topology without some of its parts"},
     {"Services/initialize", "libqm.so:access", kSucceeds, "no mark of polling mode"},
@@ -91,9 +92,14 @@ inline const Exception kExceptions[] = {
     {"Threads/pin alone", "libqm.so:pthread_*", kSucceeds, "0 whatever comes of the last step"},
     {"Threads/pin alone", "libqm.so:sched_getaffinity", kEither, "a thread that has ended is none"},
 
+    {"Threads/exit handler", "libqm.so:malloc", kEnds, "there is no result to tell it by"},
+    {"Threads/sleep", "libqm.so:clock_nanosleep", kSucceeds, "an interrupted sleep goes on"},
+
     {"Identity/@(first line|second line|host link)", "libqm.so:read", kEither, "as for Services"},
     {"Identity/new folder", "libqm.so:open", kSucceeds, "it is made"},
-    {"Identity/version", "libc.so.6:malloc", kEither, "a stream does without its buffer"},
+    {"Identity/log", "libqm.so:fopen", kSucceeds, "opened once more"},
+    {"Identity/@(version|log)", "libc.so.6:malloc", kEither, "a stream does without its buffer"},
+    {"Serial/configure", "libqm.so:tcsetattr", kFails, "only errno tells"},
     {"Serial/*", "libqm.so:fcntl", kSucceeds, "the port stays without waiting"},
     {"Axi/find", "libqm.so:read", kEither, "another device without a name"},
     {"Axi/place", "libqm.so:@(readdir|stat)", kFails, "an interrupt that cannot be looked at is not its own"},

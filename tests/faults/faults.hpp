@@ -39,6 +39,7 @@ enum Reason : unsigned
     kLog = 8,       // its text in a log line
     kLogged = 16,   // there is a log line of warning or error, and no other report
     kThrows = 32,   // std::bad_alloc may be thrown
+    kSays = 64,     // some log line, of information or above
 };
 
 /** One call of the library; 0 or true for success. */
@@ -56,6 +57,20 @@ struct Scenario
     std::vector<Step> steps;
 };
 
-const std::vector<Scenario>& scenarios();
+// A step's name, what a failure tells of its reason, and the call: its result, or whether it succeeded.
+#define RESULT(name, reason, ...)                          \
+    Step                                                   \
+    {                                                      \
+        name, reason, []() -> long { return __VA_ARGS__; } \
+    }
+#define SUCCESS(name, reason, ...)                                   \
+    Step                                                             \
+    {                                                                \
+        name, reason, []() -> long { return (__VA_ARGS__) ? 0 : 1; } \
+    }
+#define MADE(variable, ...) ((variable) = (__VA_ARGS__)) != nullptr
+
+std::vector<Scenario> deviceScenarios();
+std::vector<Scenario> processScenarios();
 
 }  // namespace qm::test

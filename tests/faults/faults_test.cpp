@@ -77,6 +77,7 @@ std::string withoutReason(const Step& step, long result, int error, const Call& 
         complaint += "error text: " + std::string(pQmErrorStr) + '\n';
     if ((step.reason & kLog) != 0 && said().find(text) == std::string::npos)
         complaint += "logged: " + said() + '\n';
+    if ((step.reason & kSays) != 0 && logged.notes().empty()) complaint += "nothing logged\n";
     return complaint;
 }
 
@@ -252,7 +253,8 @@ TEST_P(Faults, AreReportedLeaveNothingOpenAndAreOverWithTheProcess)
     std::printf("%s: %zu of %zu failures, QM_FAULT_SEED=%u\n", GetParam().name, done, all, seed);
 }
 
-INSTANTIATE_TEST_SUITE_P(In, Faults, testing::ValuesIn(scenarios()), byName);
+INSTANTIATE_TEST_SUITE_P(OfDevices, Faults, testing::ValuesIn(deviceScenarios()), byName);
+INSTANTIATE_TEST_SUITE_P(OfAProcess, Faults, testing::ValuesIn(processScenarios()), byName);
 
 }  // namespace
 

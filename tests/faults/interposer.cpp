@@ -177,6 +177,8 @@ CALL(_Znam, quietly(original, a, b), throw std::bad_alloc(), ENOMEM)
 CALL(_ZnwmRKSt9nothrow_t, quietly(original, a, b), return 0, ENOMEM)
 // Processes, threads and CPUs
 CALL(pthread_create, original(a, 0, c, d, e, f), return error, EAGAIN)
+CALL(posix_spawn, (*at<pid_t>(a) = 4711, 0), return error, EAGAIN, ENOENT)
+GIVES_ERROR(clock_nanosleep, EINTR)
 GIVES_ERROR(pthread_attr_init, ENOMEM)
 GIVES_ERROR(pthread_attr_setschedpolicy, EINVAL)
 GIVES_ERROR(pthread_attr_setinheritsched, EINVAL)
