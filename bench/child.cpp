@@ -114,26 +114,28 @@ double inNewProcess(const std::function<double()>& measure)
     return result;
 }
 
-double medianOfProcesses(int runs, const std::function<double()>& measure)
+double processorNsOfProgram(const std::vector<const char*>& command)
 {
-    std::vector<double> results;
-    for (int i = 0; i < runs; ++i)
-        results.push_back(inNewProcess(measure));
-    return percentile(results, 0.5);
+    const double before = processorNsOfChildren();
+    const pid_t child = ::fork();
+    require(child >= 0, "fork");
+    if (child == 0) become(command);
+    awaitEnd(child);
+    return processorNsOfChildren() - before;
 }
 
-double processorNsOfProgram(int runs, const std::vector<const char*>& command)
+std::vector<double> mediansByTurns(int rounds, const std::vector<std::function<double()>>& measures)
 {
-    std::vector<double> results;
-    for (int i = 0; i < runs; ++i) {
-        const double before = processorNsOfChildren();
-        const pid_t child = ::fork();
-        require(child >= 0, "fork");
-        if (child == 0) become(command);
-        awaitEnd(child);
-        results.push_back(processorNsOfChildren() - before);
-    }
-    return percentile(results, 0.5);
+    std::vector<std::vector<double>> results(measures.size());
+    for (int round = -1; round < rounds; ++round)
+        for (std::size_t i = 0; i < measures.size(); ++i) {
+            const double result = measures[i]();
+            if (round >= 0) results[i].push_back(result);
+        }
+    std::vector<double> medians;
+    for (std::vector<double>& values : results)
+        medians.push_back(percentile(values, 0.5));
+    return medians;
 }
 
 double systemCallsOf(const std::function<void()>& act)

@@ -4,9 +4,6 @@
 #include <functional>
 #include <vector>
 
-/// What has to be measured in a process of its own, because the measured code keeps state for a process's
-/// life.
-
 /// Nanoseconds of one `act`, the mean of `times`.
 template <typename Act>
 double nsPer(int times, Act act)
@@ -25,14 +22,15 @@ double processorNsOf(const std::function<void()>& act);
 /// Ends the process, with a message, when something that is measured has failed.
 void require(bool works, const char* what);
 
-/// What `measure` returns in a new process.
+/// What `measure` returns in a new process: for code that keeps state for a process's life.
 double inNewProcess(const std::function<double()>& measure);
 
-/// Median of what `measure` returns in `runs` new processes.
-double medianOfProcesses(int runs, const std::function<double()>& measure);
+/// Nanoseconds of processor time of a program's whole run, its start included.
+double processorNsOfProgram(const std::vector<const char*>& command);
 
-/// Median of the nanoseconds of processor time that a program's whole run takes, its start included.
-double processorNsOfProgram(int runs, const std::vector<const char*>& command);
+/// Medians of what each of `measures` returns, all by turns and the first round not counted: what disturbs or
+/// warms the machine does so to each alike.
+std::vector<double> mediansByTurns(int rounds, const std::vector<std::function<double()>>& measures);
 
 /// System calls that `act` makes in a new process.
 double systemCallsOf(const std::function<void()>& act);

@@ -9,19 +9,13 @@
 #include <unistd.h>
 
 #include <array>
-#include <chrono>
 #include <cstdio>
 #include <poll.h>
 
 namespace {
 
-constexpr int kSamples = 5000;
 constexpr int kWarmUp = 50;
 constexpr double kMost = 1.05;
-constexpr std::size_t kRaise = 0x60 / sizeof(uint32_t);
-constexpr std::size_t kAcknowledge = 0x64 / sizeof(uint32_t);
-
-using Clock = std::chrono::steady_clock;
 
 double microseconds(Clock::duration time)
 {

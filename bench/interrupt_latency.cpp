@@ -5,22 +5,16 @@
 #include <unistd.h>
 
 #include <atomic>
-#include <chrono>
 #include <fstream>
 #include <string>
 #include <thread>
 
 namespace {
 
-constexpr int kSamples = 5000;  // of each side
 constexpr auto kRest = std::chrono::microseconds(300);
 constexpr int kPriority = 90;
 constexpr int kCpu = 1;  // the isolated one
 constexpr double kMost = 1.1;
-constexpr std::size_t kRaise = 0x60 / sizeof(uint32_t);
-constexpr std::size_t kAcknowledge = 0x64 / sizeof(uint32_t);
-
-using Clock = std::chrono::steady_clock;
 
 /// What both threads use.
 struct Exchange

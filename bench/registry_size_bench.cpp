@@ -7,6 +7,7 @@
 
 #include <boost/log/core.hpp>
 
+#include <algorithm>
 #include <array>
 #include <random>
 #include <unordered_map>
@@ -68,25 +69,18 @@ double lookUps(uint32_t count, Find find)
     return ns;
 }
 
-template <typename Measure>
-double medianOf(Measure measure)
+double lookUpById(uint32_t count)
 {
-    return medianOfProcesses(kRuns, measure);
+    qm_mod_info* const module = newModule();
+    registerBlocks(module, count);
+    return lookUps(count, [&](uint32_t id) { return qm_block_get(module, 0, id); });
 }
 
-std::vector<double> lookUpFigures(uint32_t count)
+double lookUpInMap(uint32_t count)
 {
-    const double ours = medianOf([&] {
-        qm_mod_info* const module = newModule();
-        registerBlocks(module, count);
-        return lookUps(count, [&](uint32_t id) { return qm_block_get(module, 0, id); });
-    });
-    const double theirs = medianOf([&] {
-        Map map;
-        fill(map, count);
-        return lookUps(count, [&](uint32_t id) { return map.find(id)->second; });
-    });
-    return {ours, theirs};
+    Map map;
+    fill(map, count);
+    return lookUps(count, [&](uint32_t id) { return map.find(id)->second; });
 }
 
 /// The unique key of the last block: the furthest one.
@@ -98,21 +92,51 @@ double lookUpByUid(uint32_t count)
     return nsPer(100, [&](int) { require(qm_block_get_by_uid(module, 0, count) != nullptr, "uid"); });
 }
 
+/// The same keys in a row, looked through from the first one.
+double lookUpLinearly(uint32_t count)
+{
+    std::vector<qm_block_info> blocks(count);
+    for (uint32_t id = 0; id < count; ++id)
+        blocks[id].uid = id + 1;
+    std::vector<const qm_block_info*> table;
+    for (const qm_block_info& block : blocks)
+        table.push_back(&block);
+    return nsPer(100, [&](int) {
+        const auto found =
+            std::ranges::find_if(table, [&](const qm_block_info* block) { return block->uid == count; });
+        require(found != table.end(), "find_if");
+    });
+}
+
 double timeToRegister(void (*registerAll)(qm_mod_info*, uint32_t), uint32_t count)
 {
     qm_mod_info* const module = newModule();
     return processorNsOf([&] { registerAll(module, count); }) / count;
 }
 
-std::vector<double> registrationFigures(uint32_t count)
+double registration(uint32_t count)
 {
-    const double ascending = medianOf([&] { return timeToRegister(registerBlocks, count); });
-    const double lastFirst = medianOf([&] { return timeToRegister(registerLastFirst, count); });
-    const double theirs = medianOf([&] {
-        Map map;
-        return processorNsOf([&] { fill(map, count); }) / count;
-    });
-    return {ascending, lastFirst, theirs};
+    return timeToRegister(registerBlocks, count);
+}
+
+double registrationLastFirst(uint32_t count)
+{
+    return timeToRegister(registerLastFirst, count);
+}
+
+double fillingOfMap(uint32_t count)
+{
+    Map map;
+    return processorNsOf([&] { fill(map, count); }) / count;
+}
+
+/// Each in a new process.
+std::vector<double> figuresOf(const std::vector<double (*)(uint32_t)>& measures, uint32_t count)
+{
+    std::vector<std::function<double()>> inProcesses;
+    for (const auto measure : measures)
+        inProcesses.emplace_back([=] { return inNewProcess([=] { return measure(count); }); });
+    return mediansByTurns(kRuns, inProcesses);
 }
 
 }  // namespace
@@ -121,27 +145,29 @@ int main()
 {
     boost::log::core::get()->set_logging_enabled(false);
     SizeTable lookUp("Looking a block up", "Blocks",
-                     {{"`qm_block_get`, ns"},
-                      {"`std::unordered_map::find`, ns"},
-                      {"`qm_block_get_by_uid` of the last one, ns"}});
-    SizeTable registration("Registering blocks, for each", "Blocks",
-                           {{"`qm_block_register`, identifiers ascending, ns", 1.0, 0, false},
-                            {"the highest identifier first, ns", 1.0, 0, false},
-                            {"`std::unordered_map::emplace`, ns", 1.0, 0, false}});
+                     {{"`qm_block_get`, ns"}, {"`std::unordered_map::find`, ns", 1.0, 1, false, 0}});
+    SizeTable byUid(
+        "Looking the last of the blocks up by its unique key", "Blocks",
+        {{"`qm_block_get_by_uid`, ns"}, {"`std::find_if` over as many records, ns", 1.0, 1, false, 0}});
+    SizeTable registering("Registering blocks, for each", "Blocks",
+                          {{"`qm_block_register`, identifiers ascending, ns", 1.0, 0, false},
+                           {"the highest identifier first, ns", 1.0, 0, false},
+                           {"`std::unordered_map::emplace`, ns", 1.0, 0, false, 0}});
     for (const uint32_t count : kSizes) {
-        std::vector<double> figures = lookUpFigures(count);
-        figures.push_back(medianOf([&] { return lookUpByUid(count); }));
-        lookUp.add(count, figures);
-        registration.add(count, registrationFigures(count));
+        lookUp.add(count, figuresOf({lookUpById, lookUpInMap}, count));
+        byUid.add(count, figuresOf({lookUpByUid, lookUpLinearly}, count));
+        registering.add(count, figuresOf({registration, registrationLastFirst, fillingOfMap}, count));
     }
-    lookUp.print();
-    registration.print();
+    for (const SizeTable* table : {&lookUp, &byUid, &registering})
+        table->print();
     return printLimits({
         {"a look-up among 10,000 blocks, of one among 10", lookUp.at(0, 10'000) / lookUp.at(0, 10), 4.0},
-        {"a look-up among 10,000 blocks, of `std::unordered_map`'s",
-         lookUp.at(0, 10'000) / lookUp.at(1, 10'000), 1.0},
+        {"a look-up among 10,000 blocks, of `std::unordered_map`'s", lookUp.ratio(0, 1, 10'000), 1.0},
+        {"a look-up by unique key among 10,000 blocks, of `std::find_if`", byUid.ratio(0, 1, 10'000), 2.0},
         {"registering 10,000 blocks, highest identifier first, for each, of 100",
-         registration.at(1, 10'000) / registration.at(1, 100), 2.0},
-        {"growth of registering 1000 to 10,000 blocks, for each", registration.growth(0, 1000, 10'000), 1.2},
+         registering.at(1, 10'000) / registering.at(1, 100), 2.0},
+        {"registering 10,000 blocks, highest identifier first, of `std::unordered_map`'s",
+         registering.ratio(1, 2, 10'000), 4.0},
+        {"growth of registering 1000 to 10,000 blocks, for each", registering.growth(0, 1000, 10'000), 1.2},
     });
 }

@@ -6,6 +6,16 @@
 #include <stdexcept>
 #include <utility>
 
+namespace {
+
+/// To two digits, and never a negative zero.
+double shown(double number)
+{
+    return std::round(number * 100) / 100 + 0.0;
+}
+
+}  // namespace
+
 SizeTable::SizeTable(std::string title, std::string items, std::vector<Column> columns)
     : title_(std::move(title)), items_(std::move(items)), columns_(std::move(columns))
 {}
@@ -22,30 +32,52 @@ double SizeTable::at(std::size_t column, double size) const
     return line->figures.at(column);
 }
 
+double SizeTable::ratio(std::size_t ours, std::size_t baseline, double size) const
+{
+    return at(ours, size) / at(baseline, size);
+}
+
 double SizeTable::growth(std::size_t column, double from, double to) const
 {
     return std::log(at(column, to) / at(column, from)) / std::log(to / from);
 }
 
+void SizeTable::printHead() const
+{
+    std::string head = "| " + items_ + " |";
+    std::string rule = "|--:|";
+    const auto addColumn = [&](const std::string& name) {
+        head += " " + name + " |";
+        rule += "--:|";
+    };
+    for (const Column& column : columns_) {
+        addColumn(column.name);
+        if (column.baselineOf) addColumn("Ratio");
+    }
+    addColumn("Growth");
+    std::printf("\n### %s\n\n%s\n%s", title_.c_str(), head.c_str(), rule.c_str());
+}
+
+void SizeTable::printFigures(const Line& line) const
+{
+    std::printf("\n| %.0f |", line.size);
+    for (std::size_t i = 0; i < columns_.size(); ++i) {
+        const Column& column = columns_[i];
+        const double items = column.ofItem ? line.size : 1.0;
+        std::printf(" %.*f |", column.digits, line.figures.at(i) / items / column.perUnit);
+        if (column.baselineOf) std::printf(" %.2f |", ratio(*column.baselineOf, i, line.size));
+    }
+}
+
 // The first column is ours; its growth is shown from line to line.
 void SizeTable::print() const
 {
-    std::printf("\n### %s\n\n| %s |", title_.c_str(), items_.c_str());
-    for (const Column& column : columns_)
-        std::printf(" %s |", column.name.c_str());
-    std::printf(" Growth |\n|--:|");
-    for (std::size_t i = 0; i <= columns_.size(); ++i)
-        std::printf("--:|");
+    printHead();
     const Line* before = nullptr;
     for (const Line& line : lines_) {
-        std::printf("\n| %.0f |", line.size);
-        for (std::size_t i = 0; i < columns_.size(); ++i) {
-            const Column& column = columns_[i];
-            const double items = column.ofItem ? line.size : 1.0;
-            std::printf(" %.*f |", column.digits, line.figures.at(i) / items / column.perUnit);
-        }
+        printFigures(line);
         if (before != nullptr)
-            std::printf(" %.2f |", growth(0, before->size, line.size));
+            std::printf(" %.2f |", shown(growth(0, before->size, line.size)));
         else
             std::printf(" |");
         before = &line;

@@ -10,7 +10,7 @@ namespace {
 constexpr long kWaitNs = 100'000;
 constexpr long kNsPerSecond = 1'000'000'000;
 
-std::atomic<bool> baseRateStarted = false;
+std::atomic<bool> baseRateStarted = false;  // Deliberate: once started, it never counts as stopped.
 pthread_mutex_t baseRateSyncMutex = PTHREAD_MUTEX_INITIALIZER;
 pthread_cond_t baseRateSyncCond = PTHREAD_COND_INITIALIZER;
 

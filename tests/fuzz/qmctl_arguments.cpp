@@ -15,9 +15,10 @@ try {
         return 0;
     }
     for (const auto& option : request.command->options)
-        if (option.kind == qmctl::Kind::number && request.arguments.has(option.name)) {
-            const int value = request.arguments.whole(option.name);
-            qm::fuzz::require(value >= static_cast<int>(option.least) && value <= option.most);
+        if ((option.kind == qmctl::Kind::number || option.kind == qmctl::Kind::whole) &&
+            request.arguments.has(option.name)) {
+            const double value = request.arguments.number(option.name);
+            qm::fuzz::require(value >= option.least && value <= option.most);
         }
     return 0;
 } catch (const qmctl::Failure& failure) {

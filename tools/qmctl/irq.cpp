@@ -7,6 +7,7 @@
 
 #include <fmt/format.h>
 
+#include <cctype>
 #include <sstream>
 
 namespace qmctl {
@@ -21,7 +22,8 @@ std::string threadOf(const std::string& irq, const std::string& device)
     // The kernel cuts names at 15 characters.
     const std::string name = fmt::format("irq/{}-{}", irq, device).substr(0, 15);
     for (const std::string& process : files::entries("/proc"))
-        if (std::isdigit(process[0]) != 0 && files::firstLine("/proc/" + process + "/comm") == name)
+        if (std::isdigit(static_cast<unsigned char>(process[0])) != 0 &&
+            files::firstLine("/proc/" + process + "/comm") == name)
             return process;
     return "";
 }

@@ -24,7 +24,7 @@ namespace qmctl {
 namespace {
 
 constexpr char kPlace[] = "/tmp";  // any directory that is there on every machine
-constexpr char kRoom[] = "size=256m,mode=755";
+constexpr char kRoom[] = "size=256m,nr_inodes=65536,mode=755";
 
 Failure cannot(const std::string& what)
 {
@@ -46,7 +46,7 @@ void enterNamespaces()
     }
     if (mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0)
         throw cannot("make the namespace private");
-    if (mount("qmctl", kPlace, "tmpfs", MS_NOSUID | MS_NODEV, kRoom) != 0)
+    if (mount("qmctl", kPlace, "tmpfs", MS_NOSUID | MS_NODEV | MS_NOEXEC, kRoom) != 0)
         throw cannot("mount memory for the report");
 }
 

@@ -126,7 +126,7 @@ void copyInterruptThreads(ReportTree& tree)
 {
     for (const std::string& process : files::entries("/proc")) {
         const std::string folder = "/proc/" + process;
-        if (std::isdigit(process[0]) == 0 ||
+        if (std::isdigit(static_cast<unsigned char>(process[0])) == 0 ||
             !files::firstLine(folder + "/comm").value_or("").starts_with("irq/"))
             continue;
         tree.copy(folder + "/comm");

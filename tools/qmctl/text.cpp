@@ -60,8 +60,10 @@ Cells cellsOf(const Json& rows, const std::vector<Column>& columns)
         cells[0].push_back(column.title);
     for (const Json& row : rows) {
         cells.emplace_back();
-        for (const Column& column : columns)
+        for (const Column& column : columns) {
             cells.back().push_back(plain(row.value(column.key, Json())));
+            std::ranges::replace(cells.back().back(), '\n', ' ');  // one row is no two
+        }
     }
     return cells;
 }
@@ -114,6 +116,9 @@ std::string printable(std::string text)
 {
     std::ranges::replace_if(
         text, [](unsigned char letter) { return (letter < ' ' && letter != '\n') || letter == 0x7F; }, '?');
+    // The second set of control characters, U+0080 to U+009F, is two bytes each.
+    for (std::size_t i = 0; i + 1 < text.size(); ++i)
+        if (text[i] == '\xC2' && static_cast<unsigned char>(text[i + 1]) < 0xA0) text[i] = text[i + 1] = '?';
     return text;
 }
 
