@@ -143,11 +143,6 @@ double systemCallsOf(const std::function<void()>& act)
     return countAll(act) - countAll([] {});
 }
 
-double systemCallsOfProgram(const std::vector<const char*>& command)
-{
-    return countAll([&] { become(command); });
-}
-
 void enterOwnSharedMemory()
 {
     const int user = ::geteuid() == 0 ? 0 : CLONE_NEWUSER;

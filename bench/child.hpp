@@ -35,8 +35,5 @@ std::vector<double> mediansByTurns(int rounds, const std::vector<std::function<d
 /// System calls that `act` makes in a new process.
 double systemCallsOf(const std::function<void()>& act);
 
-/// System calls of a program's whole run.
-double systemCallsOfProgram(const std::vector<const char*>& command);
-
 /// In a mount namespace of its own: nobody's persistent memory is touched.
 void enterOwnSharedMemory();

@@ -118,7 +118,9 @@ std::vector<std::string> cpus(const Machine& machine)
 {
     std::vector<std::string> found;
     for (const std::string& name : entries(machine / "sys/devices/system/cpu"))
-        if (name.size() > 3 && name.starts_with("cpu") && std::isdigit(name[3]) != 0) found.push_back(name);
+        if (name.size() > 3 && name.starts_with("cpu") &&
+            std::isdigit(static_cast<unsigned char>(name[3])) != 0)
+            found.push_back(name);
     return found;
 }
 
